@@ -1,0 +1,9 @@
+// The one header a client of the registry library includes.
+#pragma once
+
+#include "vesk/orlo/RefCounted.h"
+#include "vesk/orlo/StringBase.h"
+#include "vesk/tarnhive/IBucketManager.h"
+#include "vesk/tarnhive/ITarnhive.h"
+#include "vesk/tarnhive/StatusCodes.h"
+#include "vesk/tarnhive/TarnhiveStatus.h"

@@ -1,0 +1,42 @@
+#include "entry/StatusGuard.h"
+
+#include <new>
+
+#include "vesk/orlo/Exception.h"
+#include "vesk/orlo/osdep/OSException.h"
+
+namespace vesk::tarnhive {
+
+void setStatus(TarnhiveStatus* status, std::int32_t code) noexcept {
+  if (status == nullptr) return;
+  status->code = code;
+  clearMessage(status);
+}
+
+std::int32_t statusCodeOfCurrentException() noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return kOUTOFMEMORY;
+  } catch (const orlo::osdep::OSException&) {
+    return kOSERROR;
+  } catch (const orlo::exception::DeserializationError&) {
+    return kSTOREDAMAGED;
+  } catch (...) {
+    return kINTERNALERROR;
+  }
+}
+
+bool currentExceptionIsLibrarys() noexcept {
+  try {
+    throw;
+  } catch (const std::bad_alloc&) {
+    return true;
+  } catch (const orlo::exception::Exception&) {
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+}  // namespace vesk::tarnhive

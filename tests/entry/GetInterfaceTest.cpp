@@ -1,0 +1,62 @@
+// The entry function as a client sees it: linked against the shared library,
+// through the public headers only.
+#include <gtest/gtest.h>
+
+#include <new>
+
+#include "vesk/tarnhive/Tarnhive.h"
+
+namespace {
+
+using namespace vesk::tarnhive;
+
+void fill(TarnhiveStatus& status, std::int32_t code) {
+  status.code = code;
+  void* block = vesk::orlo::osdep::taskAlloc(sizeof(vesk::orlo::WideString));
+  status.message = new (block) vesk::orlo::WideString(u"old");
+  status.extra = new (vesk::orlo::osdep::taskAlloc(sizeof(TarnhiveStatusExtra))) TarnhiveStatusExtra;
+}
+
+TEST(GetInterfaceTest, UnsupportedVersionsGiveNull) {
+  for (std::uint32_t version : {0u, 3u, 0xFFFFFFFFu}) {
+    TarnhiveStatus status;
+    fill(status, 0);
+    EXPECT_EQ(GetInterface(version, &status), nullptr);
+    EXPECT_EQ(static_cast<std::uint32_t>(status.code), 0x8ABC7001u);
+    EXPECT_EQ(status.message, nullptr);
+    EXPECT_EQ(status.extra, nullptr);
+  }
+}
+
+TEST(GetInterfaceTest, VersionsOneAndTwoGiveTheSameObjectWhateverTheRecordHeld) {
+  TarnhiveStatus first;
+  fill(first, kOSERROR);
+  ITarnhive2* registry = GetInterface(2, &first);
+  ASSERT_NE(registry, nullptr);
+  EXPECT_EQ(first.code, 0);
+  EXPECT_EQ(first.message, nullptr);
+  EXPECT_EQ(first.extra, nullptr);
+
+  TarnhiveStatus second;
+  second.code = kUNSUPPORTEDVERSION;
+  ITarnhive* asVersion1 = GetInterface(1, &second);
+  EXPECT_EQ(asVersion1, static_cast<ITarnhive*>(registry));
+  EXPECT_EQ(second.code, 0);
+}
+
+TEST(GetInterfaceTest, ManagerRequestWithAnErrorInTheRecordYieldsNothing) {
+  TarnhiveStatus status;
+  ITarnhive2* registry = GetInterface(2, &status);
+  ASSERT_NE(registry, nullptr);
+  status.code = kOSERROR;
+  IBucketManager* manager = reinterpret_cast<IBucketManager*>(&status);
+  registry->createBucketManager(&manager, vesk::orlo::WideString(), vesk::orlo::WideString(),
+                                &status);
+  EXPECT_EQ(manager, nullptr);
+  EXPECT_EQ(status.code, kOSERROR);
+  manager = reinterpret_cast<IBucketManager*>(&status);
+  registry->getBucketManager(&manager, vesk::orlo::WideString(), &status);
+  EXPECT_EQ(manager, nullptr);
+}
+
+}  // namespace

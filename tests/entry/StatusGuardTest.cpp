@@ -1,0 +1,86 @@
+// The status discipline and the conversion of exceptions into codes.
+#include "entry/StatusGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "vesk/orlo/BadAllocation.h"
+#include "vesk/orlo/Exception.h"
+#include "vesk/orlo/osdep/OSException.h"
+
+namespace vesk::tarnhive {
+namespace {
+
+using namespace vesk::orlo;
+
+void attachMessage(TarnhiveStatus& status) {
+  void* block = osdep::taskAlloc(sizeof(WideString));
+  status.message = new (block) WideString(u"stale");
+}
+
+template <class E>
+std::int32_t codeFor(const E& error) {
+  TarnhiveStatus status;
+  attachMessage(status);
+  const bool result = guardedCall(&status, false, [&]() -> bool { throw error; });
+  EXPECT_FALSE(result);
+  EXPECT_EQ(status.message, nullptr) << "a new code never keeps a stale message";
+  return status.code;
+}
+
+TEST(StatusGuardTest, ConvertsEachKindOfException) {
+  EXPECT_EQ(codeFor(BadAllocation()), kOUTOFMEMORY);
+  EXPECT_EQ(codeFor(std::bad_alloc()), kOUTOFMEMORY);
+  EXPECT_EQ(codeFor(osdep::PosixError(EIO)), kOSERROR);
+  EXPECT_EQ(codeFor(osdep::WinError(5)), kOSERROR);
+  EXPECT_EQ(codeFor(exception::DeserializationError()), kSTOREDAMAGED);
+  EXPECT_EQ(codeFor(exception::InvalidArgument()), kINTERNALERROR);
+  EXPECT_EQ(codeFor(exception::OutOfRange2("x")), kINTERNALERROR);
+  EXPECT_EQ(codeFor(42), kINTERNALERROR);
+}
+
+TEST(StatusGuardTest, NegativeCodeMakesTheOperationANoOp) {
+  TarnhiveStatus status;
+  status.code = kOUTOFMEMORY;
+  attachMessage(status);
+  bool ran = false;
+  EXPECT_EQ(guardedCall(&status, -1, [&] {
+              ran = true;
+              return 5;
+            }),
+            -1);
+  EXPECT_FALSE(ran);
+  EXPECT_EQ(status.code, kOUTOFMEMORY);
+  ASSERT_NE(status.message, nullptr) << "not even the message changes";
+}
+
+TEST(StatusGuardTest, WarningCodeDoesNotStopAndSuccessWritesNothing) {
+  TarnhiveStatus status;
+  status.code = kWVALUEREPLACED;
+  EXPECT_EQ(guardedCall(&status, 0, [] { return 9; }), 9);
+  EXPECT_EQ(status.code, kWVALUEREPLACED);
+  guardedRun(&status, [] {});
+  EXPECT_EQ(status.code, kWVALUEREPLACED);
+}
+
+TEST(StatusGuardTest, LockCallReleasesAndRethrowsForeignExceptionsOnly) {
+  int cleanups = 0;
+  TarnhiveStatus status;
+  EXPECT_THROW(guardedLockCall(&status, false, []() -> bool { throw 1; }, [&] { ++cleanups; }),
+               int);
+  EXPECT_EQ(cleanups, 1);
+  EXPECT_EQ(status.code, 0);
+  EXPECT_FALSE(guardedLockCall(
+      &status, false, []() -> bool { throw osdep::PosixError(EINTR); }, [&] { ++cleanups; }));
+  EXPECT_EQ(cleanups, 1);
+  EXPECT_EQ(status.code, kOSERROR);
+}
+
+TEST(StatusGuardTest, NullRecordIsTolerated) {
+  setStatus(nullptr, kOSERROR);
+  EXPECT_EQ(guardedCall(static_cast<TarnhiveStatus*>(nullptr), 0, []() -> int { throw 1; }), 0);
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive
