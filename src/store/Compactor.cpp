@@ -1,0 +1,207 @@
+#include "store/Compactor.h"
+
+#include <vector>
+
+#include "store/CommitMarks.h"
+#include "store/IndexLoader.h"
+#include "store/RegistryIo.h"
+#include "store/StoreGuard.h"
+#include "vesk/orlo/Exception.h"
+#include "vesk/orlo/osdep/GetFileSize.h"
+#include "vesk/orlo/osdep/Path.h"
+#include "vesk/orlo/osdep/TextFile.h"
+
+namespace vesk::tarnhive::store {
+namespace {
+
+namespace path = orlo::osdep::path;
+using orlo::osdep::BinaryFile;
+
+constexpr char kSource[] = "vesk/tarnhive/store/Compactor";
+
+[[noreturn]] void damaged(std::uint32_t line) {
+  orlo::exception::raise(orlo::exception::DeserializationError(), kSource, line);
+}
+
+// The compacted file being built.
+struct Output {
+  BinaryFile file;
+  std::int64_t position = kBlockHeaderSize;
+  LiveIndex liveIndex;   // digest -> {0, entry, offset in the new file}
+  DeletedSet deletedSet;
+};
+
+void startOutput(StoreState& state, Output& out) {
+  if (path::exists(state.registryPath1)) path::deleteFile(state.registryPath1);
+  orlo::osdep::TextFile create;
+  create.open(state.registryPath1, orlo::osdep::TextFile::kAPPEND);
+  create.close();
+  out.file.open(state.registryPath1,
+                BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE);
+  const std::uint8_t zeros[kBlockHeaderSize] = {};
+  writeAt(out.file, 0, zeros, sizeof zeros);
+}
+
+// Copies the live records of the block that ends at `end` and returns its
+// start; returns -1 when the file is a single block and needs no rewrite.
+std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
+  const std::int64_t validEnd = state.validEnd;
+  if (end > validEnd) damaged(__LINE__);
+  const std::int64_t start = readI64At(state.file, end - kBlockStartFromEnd);
+  if (start < 0 || start > validEnd) damaged(__LINE__);
+  (void)readDigestAt(state.file, end - kChecksumFromEnd);  // read, never compared
+  const std::int64_t index = readI64At(state.file, start + 8);
+  if (index < 0 || index > validEnd) damaged(__LINE__);
+  if (start == 0 && end == validEnd) return -1;
+  const std::int64_t previous = readI64At(state.file, index);
+  if (previous < 0 || previous > validEnd) damaged(__LINE__);
+  const std::uint32_t entryCount = readU32At(state.file, index + 8);
+  const std::uint32_t deletedCount = readU32At(state.file, index + 12);
+  const std::int64_t entries = index + kIndexHeaderSize;
+  const std::int64_t deleted = entries + std::int64_t{kEntrySize} * entryCount;
+  if (deleted + std::int64_t{kDigestSize} * deletedCount > end) damaged(__LINE__);
+  for (std::uint32_t i = 0; i < deletedCount; ++i) {
+    Digest gone = readDigestAt(state.file, deleted + std::int64_t{kDigestSize} * i);
+    if (!out.liveIndex.count(gone)) out.deletedSet.insert(std::move(gone));
+  }
+  std::vector<std::uint8_t> record;
+  for (std::uint32_t i = 0; i < entryCount; ++i) {
+    const std::int64_t at = entries + std::int64_t{kEntrySize} * i;
+    if (at < start || at > end) damaged(__LINE__);
+    Digest digest = readDigestAt(state.file, at);
+    const std::int64_t offset = readI64At(state.file, at + kDigestSize);
+    if (offset < start || offset > end) damaged(__LINE__);
+    if (out.deletedSet.count(digest) || out.liveIndex.count(digest)) continue;
+    const std::int64_t length = readI64At(state.file, offset);
+    if (length <= 0) continue;  // an empty record is dropped
+    if (length > validEnd) damaged(__LINE__);
+    record.resize(static_cast<std::size_t>(length));
+    readAt(state.file, offset + kRecordHeaderSize, record.data(), record.size());
+    writeI64At(out.file, out.position, length);
+    writeAt(out.file, out.position + kRecordHeaderSize, record.data(), record.size());
+    out.liveIndex.emplace(std::move(digest), RecordLocation{0, i, out.position});
+    out.position += length + kRecordHeaderSize;
+  }
+  return start;
+}
+
+// Writes the index and trailer of the compacted block; returns its end.
+std::int64_t finishOutput(Output& out) {
+  const auto count = static_cast<std::uint32_t>(out.liveIndex.size());
+  const BlockLayout l = layoutBlock(0, out.position - kBlockHeaderSize, count, 0,
+                                    indexSizeOf(count, 0));
+  writeI64At(out.file, 0, l.trailerOffset);
+  writeI64At(out.file, 8, l.indexOffset);
+  writeI64At(out.file, l.indexOffset, 0);
+  writeU32At(out.file, l.indexOffset + 8, count);
+  writeU32At(out.file, l.indexOffset + 12, 0);
+  std::int64_t entry = l.entriesOffset;
+  for (const auto& [digest, location] : out.liveIndex) {
+    writeDigestAt(out.file, entry, digest);
+    writeI64At(out.file, entry + kDigestSize, location.recordOffset);
+    entry += kEntrySize;
+  }
+  writeI64At(out.file, l.indexCopyOffset, l.indexOffset);
+  writeDigestAt(out.file, l.checksumOffset, checksumOf(out.file, 0, l.checksumOffset - 1));
+  writeI64At(out.file, l.trailerOffset, 0);
+  writeAt(out.file, l.trailerOffset + 8, kBlockMarker, kMarkerSize);
+  out.file.close();
+  return l.end;
+}
+
+void writeNewCommitMark(StoreState& state, std::int64_t end) {
+  if (path::exists(state.newMarkPath)) path::deleteFile(state.newMarkPath);
+  orlo::osdep::TextFile create;
+  create.open(state.newMarkPath, orlo::osdep::TextFile::kAPPEND);
+  create.close();
+  writeMarkFile(state.newMarkPath, end);
+}
+
+// Puts the compacted file in place. A crash between any two steps is
+// repaired by the next open.
+void switchFiles(StoreState& state) {
+  state.file.close();
+  path::rename(state.registryPath, state.registryPath2);
+  path::rename(commitMarkPath(state, state.commitMarkNumber), state.oldMarkPath);
+  path::rename(state.registryPath1, state.registryPath);
+  path::rename(state.newMarkPath, commitMarkPath(state, 1));
+  path::deleteFile(state.registryPath2);
+  path::deleteFile(state.oldMarkPath);
+  state.fileSize = orlo::osdep::GetFileSize(state.registryPath);
+  state.file.open(state.registryPath, BinaryFile::kREADWRITE);
+}
+
+void adoptCompacted(StoreState& state, Output& out, std::int64_t end) {
+  state.liveIndex.clear();
+  std::uint32_t rank = 0;
+  for (const auto& [digest, location] : out.liveIndex) {
+    state.liveIndex.emplace(digest, RecordLocation{0, rank++, location.recordOffset});
+  }
+  const auto count = static_cast<std::uint32_t>(out.liveIndex.size());
+  const BlockLayout l = layoutBlock(0, out.position - kBlockHeaderSize, count, 0,
+                                    indexSizeOf(count, 0));
+  auto block = std::make_unique<BlockDescriptor>();
+  block->blockNumber = 0;
+  block->trailerOffset = l.trailerOffset;
+  block->indexOffset = l.indexOffset;
+  block->firstRecordOffset = l.firstRecord;
+  block->checksumOffset = l.checksumOffset;
+  block->blockLength = l.end;
+  block->entryCount = count;
+  block->indexOffsetCopy = l.indexOffset;
+  state.blockTable.clear();
+  state.blockTable.emplace(state.blockCount, std::move(block));
+  state.validEnd = end;
+  state.commitMarkNumber = 1;
+  state.blockCount = 0;
+}
+
+// Gives up on the compaction: the old file stays in force and its index is
+// loaded again.
+void abandon(StoreState& state, Output& out, TarnhiveStatus* status) {
+  out.file.close();
+  TarnhiveStatus ignored;
+  storeRun(&ignored, [&] {
+    if (path::exists(state.registryPath1)) path::deleteFile(state.registryPath1);
+  });
+  storeRun(status, [&] { loadIndex(state); });
+}
+
+}  // namespace
+
+bool compact(StoreState& state, TarnhiveStatus* status) {
+  if (state.validEnd == 0) return false;
+  Output out;
+  bool singleBlock = false;
+  const bool copied = storeRun(status, [&] {
+    startOutput(state, out);
+    for (std::int64_t end = state.validEnd; end >= 1;) {
+      const std::int64_t start = copyBlock(state, end, out);
+      if (start < 0) {
+        singleBlock = true;
+        return;
+      }
+      if (start >= end) damaged(__LINE__);
+      end = start;
+    }
+  });
+  if (!copied || singleBlock) {
+    abandon(state, out, status);
+    state.overLimitFlag = state.validEnd > state.diskLimitBytes;
+    return true;
+  }
+  std::int64_t end = 0;
+  const bool finished = storeRun(status, [&] {
+    end = finishOutput(out);
+    writeNewCommitMark(state, end);
+  });
+  // A failure before the switch leaves the old file and its mark in force;
+  // the next open removes ".1" and "newCommitmark".
+  if (finished && storeRun(status, [&] { switchFiles(state); })) {
+    adoptCompacted(state, out, end);
+    state.overLimitFlag = state.validEnd > state.diskLimitBytes;
+  }
+  return false;
+}
+
+}  // namespace vesk::tarnhive::store

@@ -1,0 +1,22 @@
+// Loading the index of "registry.bin": which record is the newest of each
+// stored bucket, which digests the file records as deleted, and what each
+// block looks like. The file is read from its valid end backwards, block by
+// block, so the newest entry of a digest is met first and kept.
+#pragma once
+
+#include "store/StoreState.h"
+
+namespace vesk::tarnhive::store {
+
+// Rebuilds liveIndex, deletedSet and blockTable from the whole file. Blocks
+// are numbered backwards from 0 (the newest); blockCount becomes the number
+// of the oldest block. A range check that fails throws DeserializationError
+// and leaves the three maps empty.
+void loadIndex(StoreState& state);
+
+// Walks the blocks from the newest for `digest`, adding what it finds to
+// liveIndex and deletedSet, and stops as soon as the digest is found either
+// way. For lookups of digests that are in neither map.
+void searchFile(StoreState& state, const Digest& digest);
+
+}  // namespace vesk::tarnhive::store

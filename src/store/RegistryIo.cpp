@@ -1,0 +1,108 @@
+// The checksum uses the SHA-256 calls of libcrypto that the digests of names
+// use too; they are deprecated in OpenSSL 3 but kept on purpose.
+#define OPENSSL_SUPPRESS_DEPRECATED
+
+#include "store/RegistryIo.h"
+
+#include <openssl/sha.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "vesk/orlo/Exception.h"
+#include "vesk/orlo/osdep/OSException.h"
+
+namespace vesk::tarnhive::store {
+namespace {
+
+using orlo::osdep::BinaryFile;
+
+constexpr char kSource[] = "vesk/tarnhive/store/RegistryIo";
+
+[[noreturn]] void failed(std::uint32_t line) {
+  const int error = errno != 0 ? errno : EIO;
+  orlo::exception::raise(orlo::osdep::PosixError(error), kSource, line);
+}
+
+void seekTo(BinaryFile& file, std::int64_t offset) {
+  const auto low = static_cast<std::int32_t>(static_cast<std::uint32_t>(offset));
+  if (file.seek(low, BinaryFile::kFROM_START) < 0) failed(__LINE__);
+}
+
+}  // namespace
+
+void readAt(BinaryFile& file, std::int64_t offset, void* buffer, std::size_t count) {
+  std::memset(buffer, 0, count);
+  errno = 0;
+  seekTo(file, offset);
+  if (file.read(buffer, count) < 0) failed(__LINE__);
+}
+
+std::int64_t readI64At(BinaryFile& file, std::int64_t offset) {
+  std::uint8_t bytes[8];
+  readAt(file, offset, bytes, sizeof bytes);
+  std::uint64_t value = 0;
+  for (int i = 7; i >= 0; --i) value = (value << 8) | bytes[i];
+  return static_cast<std::int64_t>(value);
+}
+
+std::uint32_t readU32At(BinaryFile& file, std::int64_t offset) {
+  std::uint8_t bytes[4];
+  readAt(file, offset, bytes, sizeof bytes);
+  return std::uint32_t{bytes[0]} | std::uint32_t{bytes[1]} << 8 | std::uint32_t{bytes[2]} << 16 |
+         std::uint32_t{bytes[3]} << 24;
+}
+
+Digest readDigestAt(BinaryFile& file, std::int64_t offset) {
+  unsigned char bytes[Digest::kSize];
+  readAt(file, offset, bytes, sizeof bytes);
+  const unsigned char* cursor = bytes;
+  return Digest(cursor, bytes + sizeof bytes);
+}
+
+void writeAt(BinaryFile& file, std::int64_t offset, const void* bytes, std::size_t count) {
+  errno = 0;
+  seekTo(file, offset);
+  if (file.write(bytes, count) != static_cast<std::int64_t>(count)) failed(__LINE__);
+  file.flush();
+}
+
+void writeI64At(BinaryFile& file, std::int64_t offset, std::int64_t value) {
+  std::uint8_t bytes[8];
+  const auto bits = static_cast<std::uint64_t>(value);
+  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<std::uint8_t>(bits >> (8 * i));
+  writeAt(file, offset, bytes, sizeof bytes);
+}
+
+void writeU32At(BinaryFile& file, std::int64_t offset, std::uint32_t value) {
+  std::uint8_t bytes[4];
+  for (int i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
+  writeAt(file, offset, bytes, sizeof bytes);
+}
+
+void writeDigestAt(BinaryFile& file, std::int64_t offset, const Digest& digest) {
+  writeAt(file, offset, digest.bytes(), Digest::kSize);
+}
+
+void resizeFile(BinaryFile& file, std::int64_t length) {
+  file.setSize(static_cast<std::int32_t>(static_cast<std::uint32_t>(length)));
+  file.flush();
+}
+
+Digest checksumOf(BinaryFile& file, std::int64_t from, std::int64_t to) {
+  SHA256_CTX context;
+  SHA256_Init(&context);
+  std::uint8_t piece[64];
+  for (std::int64_t at = from; at < to;) {
+    const auto size = static_cast<std::size_t>(to - at < 64 ? to - at : 64);
+    readAt(file, at, piece, size);
+    SHA256_Update(&context, piece, size);
+    at += static_cast<std::int64_t>(size);
+  }
+  unsigned char bytes[Digest::kSize];
+  SHA256_Final(bytes, &context);
+  const unsigned char* cursor = bytes;
+  return Digest(cursor, bytes + sizeof bytes);
+}
+
+}  // namespace vesk::tarnhive::store

@@ -1,0 +1,156 @@
+#include "store/SingleFileBucketStore.h"
+
+#include <new>
+#include <vector>
+
+#include "bucket/Bucket.h"
+#include "manager/Options.h"
+#include "store/CommitMarks.h"
+#include "store/CommitWriter.h"
+#include "store/Compactor.h"
+#include "store/FileSet.h"
+#include "store/IndexLoader.h"
+#include "store/RegistryIo.h"
+#include "store/StoreGuard.h"
+
+namespace vesk::tarnhive {
+
+using orlo::osdep::CriticalSectionLock;
+using store::storeRun;
+
+SingleFileBucketStore::SingleFileBucketStore(const orlo::WideString& directory,
+                                             const Options& options)
+    : options_(options) {
+  state_.directory = directory;
+  const auto indexKB = static_cast<std::uint32_t>(options.integerValue(kMEMORYINDICESSIZELIMITKB));
+  state_.indexLimitBytes = static_cast<std::int32_t>(indexKB << 10);
+  const auto diskKB = static_cast<std::uint32_t>(options.integerValue(kDISKMAXREGISTRYFILESIZEKB));
+  state_.diskLimitBytes = static_cast<std::int32_t>(diskKB << 10);
+}
+
+SingleFileBucketStore::~SingleFileBucketStore() = default;
+
+void SingleFileBucketStore::open(std::uint32_t openMode, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (state_.isOpen) return;
+  state_.openMode = openMode;
+  const bool repaired = storeRun(status, [&] {
+    store::scanCommitMarks(state_);
+    store::openFileSet(state_);
+  });
+  if (!repaired) {
+    state_.file.close();
+    return;
+  }
+  TarnhiveStatus compaction;
+  const bool loaded = store::compact(state_, &compaction);
+  if (failed(&compaction) || !loaded) storeRun(status, [&] { store::loadIndex(state_); });
+  if (failed(status)) {
+    state_.file.close();
+    state_.clearIndex();
+    return;
+  }
+  state_.isOpen = true;
+}
+
+void SingleFileBucketStore::close(TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  state_.file.close();
+  state_.clearIndex();
+  state_.blockCount = 0;
+  state_.commitMarkNumber = 0;
+  state_.validEnd = 0;
+  state_.isOpen = false;
+}
+
+IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
+  if (state_.deletedSet.count(digest)) return nullptr;
+  auto location = state_.liveIndex.find(digest);
+  if (location == state_.liveIndex.end()) {
+    store::searchFile(state_, digest);
+    location = state_.liveIndex.find(digest);
+    if (location == state_.liveIndex.end()) return nullptr;
+  }
+  const std::int64_t offset = location->second.recordOffset;
+  const std::int64_t length = store::readI64At(state_.file, offset);
+  if (length <= 0) return nullptr;
+  // A length beyond the file can only come from damage; do not try to
+  // allocate it.
+  if (length > state_.validEnd) {
+    orlo::exception::raise(orlo::exception::DeserializationError(),
+                           "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
+  }
+  orlo::RefPtr<Bucket> bucket(new Bucket());
+  std::vector<std::uint8_t> record(static_cast<std::size_t>(length), 0);
+  store::readAt(state_.file, offset + store::kRecordHeaderSize, record.data(), record.size());
+  const std::uint8_t* cursor = record.data();
+  bucket->deserialize(cursor, record.data() + record.size());
+  return bucket.detach();
+}
+
+IBucket* SingleFileBucketStore::loadBucket(const Digest& digest, TarnhiveStatus* status) {
+  if (failed(status)) return nullptr;
+  CriticalSectionLock hold(lock_);
+  if (!state_.isOpen) {
+    setStatus(status, kSTOREMISSING);
+    return nullptr;
+  }
+  IBucket* bucket = nullptr;
+  storeRun(status, [&] { bucket = readBucket(digest); });
+  return bucket;
+}
+
+IBucket* SingleFileBucketStore::loadBucketByName(const orlo::WideString& fullName,
+                                                 TarnhiveStatus* status) {
+  if (failed(status)) return nullptr;
+  IBucket* bucket = nullptr;
+  storeRun(status, [&] { bucket = loadBucket(Digest(fullName), status); });
+  return bucket;
+}
+
+void SingleFileBucketStore::commit(const BucketsByName& written, const NameSet& deleted,
+                                   TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (!state_.isOpen) {
+    setStatus(status, kSTOREMISSING);
+    return;
+  }
+  if (written.empty() && deleted.empty()) return;
+  storeRun(status, [&] { store::commitBlock(state_, written, deleted, status); });
+}
+
+bool SingleFileBucketStore::hasLiveRecord(const Digest& digest) {
+  if (state_.deletedSet.count(digest)) return false;
+  if (state_.liveIndex.count(digest)) return true;
+  store::searchFile(state_, digest);
+  return state_.liveIndex.count(digest) != 0;
+}
+
+bool SingleFileBucketStore::containsName(const orlo::WideString& fullName,
+                                         TarnhiveStatus* status) {
+  if (failed(status)) return false;
+  CriticalSectionLock hold(lock_);
+  if (!state_.isOpen) {
+    setStatus(status, kSTOREMISSING);
+    return false;
+  }
+  bool found = false;
+  storeRun(status, [&] { found = hasLiveRecord(Digest(fullName)); });
+  return found;
+}
+
+bool SingleFileBucketStore::containsBucket(IBucket* bucket, TarnhiveStatus* status) {
+  if (failed(status)) return false;
+  if (bucket == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  bool found = false;
+  storeRun(status, [&] { found = containsName(bucket->getFullName(), status); });
+  return found;
+}
+
+}  // namespace vesk::tarnhive

@@ -1,0 +1,49 @@
+// SingleFileBucketStore: the registry's persistent store. It keeps every
+// bucket of a registry directory in one append-only log, "registry.bin", of
+// self-checking commit blocks, with a commit mark naming how far the log is
+// complete; see RegistryFormat.h for the bytes and the protocol files for
+// the order of writes that makes a crash at any step recoverable.
+//
+// The whole index of the log is held in memory while the store is open;
+// bucket data are read from the file on each load and never cached here.
+#pragma once
+
+#include <cstdint>
+
+#include "store/IBucketStore.h"
+#include "store/StoreState.h"
+#include "vesk/orlo/osdep/CriticalSection.h"
+
+namespace vesk::tarnhive {
+
+class Options;
+
+class SingleFileBucketStore : public IBucketStore {
+ public:
+  // Nothing touches the disk until open. `options` must outlive the store.
+  SingleFileBucketStore(const orlo::WideString& directory, const Options& options);
+  ~SingleFileBucketStore() override;
+  SingleFileBucketStore(const SingleFileBucketStore&) = delete;
+  SingleFileBucketStore& operator=(const SingleFileBucketStore&) = delete;
+
+  void open(std::uint32_t openMode, TarnhiveStatus* status) override;
+  void close(TarnhiveStatus* status) override;
+  IBucket* loadBucket(const Digest& digest, TarnhiveStatus* status) override;
+  IBucket* loadBucketByName(const orlo::WideString& fullName, TarnhiveStatus* status) override;
+  void commit(const BucketsByName& written, const NameSet& deleted,
+              TarnhiveStatus* status) override;
+  bool containsName(const orlo::WideString& fullName, TarnhiveStatus* status) override;
+  bool containsBucket(IBucket* bucket, TarnhiveStatus* status) override;
+  bool wasReset() override { return state_.resetFlag; }
+  bool isOverDiskLimit() override { return state_.overLimitFlag; }
+
+ private:
+  IBucket* readBucket(const Digest& digest);
+  bool hasLiveRecord(const Digest& digest);
+
+  const Options& options_;
+  orlo::osdep::CriticalSection lock_;
+  store::StoreState state_;
+};
+
+}  // namespace vesk::tarnhive
