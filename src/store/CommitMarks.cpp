@@ -1,11 +1,14 @@
 #include "store/CommitMarks.h"
 
 #include <cerrno>
+#include <algorithm>
 #include <cstdio>
+#include <vector>
 
 #include "vesk/orlo/IntegerText.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/FindFiles.h"
+#include "vesk/orlo/osdep/GetFileSize.h"
 #include "vesk/orlo/osdep/OSException.h"
 #include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/TextFile.h"
@@ -63,7 +66,8 @@ std::int64_t readMarkFile(const WideString& markPath) {
   return decimalOf(orlo::toWide(line));
 }
 
-void writeCommitMark(StoreState& state, std::int64_t validEnd) {
+void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
+  if (inForce != nullptr) *inForce = false;
   const WideString oldMark = commitMarkPath(state, state.commitMarkNumber);
   const WideString newMark = commitMarkPath(state, state.commitMarkNumber + 1);
   if (!path::exists(newMark)) {
@@ -72,23 +76,41 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd) {
     create.close();
   }
   TextFile mark;
-  mark.open(newMark, TextFile::kWRITE);
-  errno = 0;
-  if (mark.write(orlo::toNarrow(decimalText(validEnd))) < 0) markWriteFailed(__LINE__);
-  if (mark.flush() != 0) markWriteFailed(__LINE__);
+  try {
+    mark.open(newMark, TextFile::kWRITE);
+    errno = 0;
+    if (mark.write(orlo::toNarrow(decimalText(validEnd))) < 0) markWriteFailed(__LINE__);
+    if (mark.flush() != 0) markWriteFailed(__LINE__);
+  } catch (...) {
+    // The new mark may hold a part of its text: remove it, so that the old
+    // one stays in force. A mark left empty is passed over by the next scan.
+    mark.close();
+    path::deleteFile(newMark, true);
+    throw;
+  }
+  // From here the new mark names the new valid end: the commit stands even
+  // if the old mark cannot be removed (the next scan removes it).
+  if (inForce != nullptr) *inForce = true;
   if (path::exists(oldMark)) path::deleteFile(oldMark);
   mark.close();
 }
 
-void scanCommitMarks(StoreState& state) {
-  state.newMarkPath = storePath(state, kNewCommitMarkName);
-  state.oldMarkPath = storePath(state, kOldCommitMarkName);
+namespace {
+
+// A commit mark found in the directory.
+struct FoundMark {
+  std::int64_t number;
+  WideString path;
+};
+
+// The commit marks in the directory, newest first; a mark whose number is
+// not a decimal number throws UnableToConvert.
+std::vector<FoundMark> findMarks(const StoreState& state) {
   WideString pattern = path::join(state.directory, WideString(u"commitmark"));
   pattern += u".*";
-  const auto entries = orlo::osdep::FindFiles(pattern, orlo::osdep::kFIND_HIDDEN |
-                                                           orlo::osdep::kFIND_DOT_ENTRIES,
-                                              true);
-  std::int64_t newest = 0;
+  const auto entries = orlo::osdep::FindFiles(
+      pattern, orlo::osdep::kFIND_HIDDEN | orlo::osdep::kFIND_DOT_ENTRIES, true);
+  std::vector<FoundMark> marks;
   for (const WideString& entry : entries) {
     if (path::isDirectory(entry)) continue;
     const WideString name = path::fileName(entry);
@@ -97,18 +119,36 @@ void scanCommitMarks(StoreState& state) {
       if (name[i] == u'.') dot = i;
     }
     if (dot == WideString::kNotFound) continue;
-    const std::int64_t number = decimalOf(name.substring(dot + 1));
-    if (number > newest) {
-      if (newest > 0) path::deleteFile(commitMarkPath(state, newest));
-      newest = number;
-    } else if (number < newest && number > 0) {
-      path::deleteFile(entry);
+    marks.push_back({decimalOf(name.substring(dot + 1)), entry});
+  }
+  std::stable_sort(marks.begin(), marks.end(),
+                   [](const FoundMark& a, const FoundMark& b) { return a.number > b.number; });
+  return marks;
+}
+
+}  // namespace
+
+void scanCommitMarks(StoreState& state) {
+  state.newMarkPath = storePath(state, kNewCommitMarkName);
+  state.oldMarkPath = storePath(state, kOldCommitMarkName);
+  // The newest mark wins and older ones go. A newest mark that is empty was
+  // being written when the process ended: the mark before it, which is
+  // removed only after the new one is complete, is still in force.
+  std::int64_t newest = 0;
+  for (const FoundMark& mark : findMarks(state)) {
+    if (mark.number <= 0) continue;
+    if (newest == 0) {
+      if (orlo::osdep::GetFileSize(mark.path) == 0) {
+        path::deleteFile(mark.path);
+        continue;
+      }
+      newest = mark.number;
+      state.validEnd = readMarkFile(mark.path);
+    } else if (mark.number < newest) {
+      path::deleteFile(mark.path);
     }
   }
-  if (newest >= 1) {
-    state.commitMarkNumber = newest;
-    state.validEnd = readMarkFile(commitMarkPath(state, newest));
-  }
+  if (newest >= 1) state.commitMarkNumber = newest;
 }
 
 }  // namespace vesk::tarnhive::store

@@ -15,14 +15,17 @@ orlo::WideString commitMarkPath(const StoreState& state, std::int64_t number);
 
 // Writes commitmark.N+1 (N = commitMarkNumber) holding `validEnd` and then
 // deletes commitmark.N. The mark is flushed to the operating system only.
-// commitMarkNumber is left for the caller to advance. A failed write leaves
-// the old mark in force and throws.
-void writeCommitMark(StoreState& state, std::int64_t validEnd);
+// commitMarkNumber is left for the caller to advance. A failed write removes
+// the new mark, leaves the old one in force and throws. `inForce`, when
+// given, tells a caller that catches a failure whether the new mark had
+// already taken effect (only the removal of the old mark failed).
+void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = nullptr);
 
 // Finds the newest commit mark, deletes every other one, and takes its number
 // and content as commitMarkNumber and validEnd. With no mark both keep their
-// values. A mark whose number or content is not a decimal number throws
-// UnableToConvert.
+// values. An empty newest mark is an unfinished write and is removed in
+// favour of the one before it. A mark whose number or content is not a
+// decimal number throws UnableToConvert.
 void scanCommitMarks(StoreState& state);
 
 // Writes a mark file: `text` replaces its content and is flushed to the

@@ -151,17 +151,21 @@ void commitBlock(StoreState& state, const BucketsByName& written, const NameSet&
 
   PendingBlock block;
   planBlock(state, written, deleted, excluded, block);
+  bool markInForce = false;
   const bool wrote = storeRun(status, [&] {
     writeHeader(state, block);
     const std::int64_t deletedAt = writeRecords(state, written, excluded, block);
     writeIndexAndTrailer(state, deleted, deletedAt, block);
-    writeCommitMark(state, block.layout.end);
+    writeCommitMark(state, block.layout.end, &markInForce);
   });
-  if (!wrote) {
+  if (!wrote && !markInForce) {
     cutBack(state);
     return;
   }
+  // With the new mark in force the block counts on disk, so the index
+  // follows it even when the removal of the old mark failed.
   applyToIndex(state, written, deleted, block);
+  if (!wrote) return;
   if (state.validEnd > state.diskLimitBytes && state.blockCount > 0) compact(state, status);
 }
 
