@@ -1,0 +1,150 @@
+// Crashes and I/O errors at every file operation of a commit, of the
+// compaction that an open runs, and of an open that repairs a file set. After
+// each, a fresh store must open and hold the old or the new content, with the
+// file set back to one registry file and one commit mark.
+#include <filesystem>
+
+#include "store/StoreFixture.h"
+#include "support/FaultyOs.h"
+
+namespace vesk::tarnhive::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+const std::set<std::string> kNames = {"/a", "/b", "/c", "/d"};
+
+class StoreCrashTest : public StoreFixture {
+ protected:
+  // Saves the directory as it stands, to restore before every run.
+  void snapshot() {
+    fs::remove_all(saved_.path("files"));
+    fs::create_directory(saved_.path("files"));
+    for (const auto& entry : fs::directory_iterator(path())) {
+      fs::copy_file(entry.path(), saved_.path("files/" + entry.path().filename().string()));
+    }
+  }
+  void restore() {
+    for (const auto& entry : fs::directory_iterator(path())) fs::remove(entry.path());
+    for (const auto& entry : fs::directory_iterator(saved_.path("files"))) {
+      fs::copy_file(entry.path(), path(entry.path().filename().string()));
+    }
+  }
+
+  // Reopens the directory and checks that it holds one of `allowed` and a
+  // clean file set: one registry file of the length its one mark names.
+  void expectRecovered(const std::vector<Content>& allowed, std::uint64_t k) {
+    auto store = openStore();
+    const Content content = contentOf(*store, kNames);
+    EXPECT_NE(std::find(allowed.begin(), allowed.end(), content), allowed.end())
+        << "unexpected content after a fault at operation " << k;
+    const auto marks = commitMarks();
+    ASSERT_EQ(marks.size(), 1u) << "at operation " << k;
+    EXPECT_EQ(std::to_string(fs::file_size(path("registry.bin"))), readText(path(marks[0])))
+        << "at operation " << k;
+    EXPECT_FALSE(fs::exists(path("registry.bin.1"))) << k;
+    EXPECT_FALSE(fs::exists(path("registry.bin.2"))) << k;
+  }
+
+  test::TempDirectory saved_;
+};
+
+const Content kOld{{"/a", 1}, {"/b", 2}};
+const Content kNew{{"/a", 10}, {"/c", 3}};
+
+TEST_F(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
+  { ASSERT_EQ(commit(*openStore(), kOld), 0); }
+  snapshot();
+  const std::uint64_t runs = test::forEachCrashPoint(
+      [&] { restore(); },
+      [&] {
+        auto store = openStore();
+        if (commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}) != 0) throw std::runtime_error("commit");
+      },
+      [&](std::uint64_t k, const test::ChildExit& end) {
+        EXPECT_TRUE(end.crashed || end.completed) << k;
+        expectRecovered({kOld, kNew}, k);
+      });
+  EXPECT_GT(runs, 20u);
+}
+
+TEST_F(StoreCrashTest, CompactionCrashedAtEveryOperationKeepsTheContent) {
+  {
+    auto store = openStore();
+    ASSERT_EQ(commit(*store, kOld), 0);
+    ASSERT_EQ(commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}), 0);
+  }
+  snapshot();
+  std::uint64_t lostAtMarkStep = 0;
+  const std::uint64_t runs = test::forEachCrashPoint(
+      [&] { restore(); },
+      [&] { openStore(); },
+      [&](std::uint64_t k, const test::ChildExit& end) {
+        EXPECT_TRUE(end.crashed || end.completed) << k;
+        // A crash after the new file is put in place and before its mark is:
+        // no mark names a valid end, and the open empties the registry.
+        const bool markless = fs::exists(path("registry.bin")) &&
+                              fs::exists(path("newCommitmark")) &&
+                              fs::exists(path("oldCommitmark")) && commitMarks().size() == 2;
+        if (markless) {
+          ++lostAtMarkStep;
+          auto store = openStore();
+          EXPECT_EQ(contentOf(*store, kNames), Content{}) << k;
+          EXPECT_TRUE(fs::exists(path("newCommitmark"))) << k;
+          return;
+        }
+        expectRecovered({kNew}, k);
+      });
+  EXPECT_GT(runs, 20u);
+  EXPECT_EQ(lostAtMarkStep, 1u);
+}
+
+TEST_F(StoreCrashTest, CommitWithAnIoErrorAtEveryOperationLosesNothing) {
+  { ASSERT_EQ(commit(*openStore(), kOld), 0); }
+  snapshot();
+  for (std::uint64_t k = 1;; ++k) {
+    restore();
+    std::int32_t code = 0;
+    bool reached = false;
+    {
+      auto store = openStore();
+      test::FaultyOs faults;
+      faults.failAt(k);
+      code = commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"});
+      reached = faults.reached();
+    }
+    if (!reached) {
+      EXPECT_EQ(code, 0);
+      expectRecovered({kNew}, k);
+      break;
+    }
+    EXPECT_EQ(code, kOSERROR) << "fault at operation " << k;
+    expectRecovered({kOld, kNew}, k);
+    ASSERT_LT(k, 500u);
+  }
+}
+
+TEST_F(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
+  // A file set left by a crash right after the first rename of a switch.
+  {
+    auto store = openStore();
+    ASSERT_EQ(commit(*store, kOld), 0);
+    ASSERT_EQ(commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}), 0);
+  }
+  const std::string oldMark = commitMarks().at(0);
+  fs::copy_file(path("registry.bin"), saved_.path("old"));
+  const std::string oldMarkText = readText(path(oldMark));
+  { openStore(); }
+  fs::rename(path("registry.bin"), path("registry.bin.1"));
+  fs::rename(path("commitmark.1"), path("newCommitmark"));
+  fs::copy_file(saved_.path("old"), path("registry.bin.2"));
+  std::ofstream(path(oldMark)) << oldMarkText;
+  snapshot();
+  test::forEachCrashPoint([&] { restore(); }, [&] { openStore(); },
+                          [&](std::uint64_t k, const test::ChildExit&) {
+                            expectRecovered({kNew}, k);
+                          });
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive::testing
