@@ -3,6 +3,7 @@
 
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/StringBase.h"
+#include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"
 #include "vesk/tarnhive/ITarnhive.h"
 #include "vesk/tarnhive/StatusCodes.h"
