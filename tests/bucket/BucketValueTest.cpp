@@ -199,7 +199,7 @@ TEST(BucketValueTest, SettersReplaceTheKindAndAlwaysRun) {
   EXPECT_EQ(v.getAnsiString(&status), NarrowString("narrow"));
 }
 
-// Fails each payload step of an operation in turn, SQLite style, until the
+// Fails each payload step of an operation in turn until the
 // operation completes.
 TEST(BucketValueTest, EveryAllocationFailureReportsOutOfMemoryAndLeavesNothing) {
   const NarrowString items[] = {"a", "bb", "ccc"};
