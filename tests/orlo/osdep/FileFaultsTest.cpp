@@ -1,0 +1,115 @@
+// The fault seam of the file layer: counting operations, failing the k-th
+// one once or for good, tearing a write, and ending a forked child at the
+// k-th one.
+#include "vesk/orlo/osdep/FileFaults.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "support/FaultyOs.h"
+#include "support/TempDirectory.h"
+#include "vesk/orlo/osdep/BinaryFile.h"
+#include "vesk/orlo/osdep/OSException.h"
+#include "vesk/orlo/osdep/Path.h"
+
+namespace vesk::orlo::osdep {
+namespace {
+
+using test::FaultyOs;
+namespace fs = std::filesystem;
+
+constexpr std::uint32_t kCreateReadWrite =
+    BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE;
+
+class FileFaultsTest : public ::testing::Test {
+ protected:
+  // Five operations: open, write, flush, close, rename.
+  void writeAndPublish(const char* text) {
+    BinaryFile file;
+    file.open(dir_.wide("work"), kCreateReadWrite);
+    if (file.write(text, std::strlen(text)) == -1) throw PosixError();
+    file.flush();
+    file.close();
+    path::rename(dir_.wide("work"), dir_.wide("published"));
+  }
+  std::string read(const std::string& name) {
+    std::ifstream in(dir_.path(name), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+  test::TempDirectory dir_;
+};
+
+TEST_F(FileFaultsTest, CountsFileOperationsButNotQueries) {
+  FaultyOs faults;
+  writeAndPublish("v1");
+  EXPECT_TRUE(path::exists(dir_.wide("published")));
+  EXPECT_EQ(faults.operations(), 5u);
+  EXPECT_EQ(test::countOperationsInChild([&] { writeAndPublish("v2"); }), 5u);
+  EXPECT_EQ(faults.operations(), 5u) << "the child's operations are its own";
+}
+
+TEST_F(FileFaultsTest, OneShotFailureTakesTheRealErrorPathOnce) {
+  FaultyOs faults;
+  faults.failAt(3);  // the flush
+  try {
+    writeAndPublish("v1");
+    FAIL();
+  } catch (const PosixError& e) {
+    EXPECT_EQ(e.osErrorCode(), std::uint32_t{EIO});
+    EXPECT_STREQ(e.sourceFile(), "vesk/orlo/osdep/BinaryFile");
+    EXPECT_EQ(e.sourceLine(), 444u);
+  }
+  EXPECT_TRUE(faults.reached());
+  EXPECT_NO_THROW(writeAndPublish("v2")) << "a one-shot fault is over";
+
+  faults.failAt(2, ENOSPC);  // the write reports through its result
+  EXPECT_THROW(writeAndPublish("v3"), PosixError);
+  EXPECT_EQ(read("published"), "v2");
+}
+
+TEST_F(FileFaultsTest, PersistentFailureStopsEverythingUntilDisarmed) {
+  {
+    FaultyOs faults;
+    faults.failFrom(5);  // the rename, and all after it
+    EXPECT_THROW(writeAndPublish("v1"), PosixError);
+    EXPECT_FALSE(path::exists(dir_.wide("work"))) << "queries fail too: the disk is gone";
+    BinaryFile file;
+    EXPECT_THROW(file.open(dir_.wide("other"), kCreateReadWrite), PosixError);
+  }
+  EXPECT_TRUE(path::exists(dir_.wide("work")));
+  EXPECT_NO_THROW(writeAndPublish("v2"));
+}
+
+TEST_F(FileFaultsTest, TornWriteAppliesItsFirstBytes) {
+  FaultyOs faults;
+  faults.tearWriteAt(2, 3);
+  EXPECT_THROW(writeAndPublish("commit-block"), PosixError);
+  EXPECT_EQ(read("work"), "com");
+}
+
+TEST_F(FileFaultsTest, ChildEndsAtTheArmedOperation) {
+  const test::ChildExit end = test::runInChild([&] { writeAndPublish("v1"); }, 4);
+  EXPECT_TRUE(end.crashed);
+  EXPECT_EQ(read("work"), "v1") << "operations before the fourth were made";
+  EXPECT_FALSE(fs::exists(dir_.path("published")));
+}
+
+TEST_F(FileFaultsTest, CrashPointLoopVisitsEveryOperation) {
+  std::vector<bool> published;
+  const std::uint64_t runs = test::forEachCrashPoint(
+      [&] { fs::remove(dir_.path("published")); },
+      [&] { writeAndPublish("v1"); },
+      [&](std::uint64_t k, const test::ChildExit& end) {
+        EXPECT_EQ(end.crashed, k <= 5) << k;
+        published.push_back(fs::exists(dir_.path("published")));
+      });
+  EXPECT_EQ(runs, 6u);
+  EXPECT_EQ(published, (std::vector<bool>{false, false, false, false, false, true}));
+}
+
+}  // namespace
+}  // namespace vesk::orlo::osdep
