@@ -12,6 +12,20 @@
 //         expectOldOrNewState(dir);
 //       });
 //
+// The error-path loop, in process (failFrom for a disk that stays gone):
+//
+//   for (std::uint64_t k = 1;; ++k) {
+//     bool hit;
+//     {
+//       FaultyOs faults;
+//       faults.failAt(k);
+//       commit(&status);               // kOSERROR whenever the fault was hit
+//       hit = faults.reached();
+//     }                                // disarmed here
+//     reopenAndExpectOldOrNewState();
+//     if (!hit) break;
+//   }
+//
 // A fault never arms EINTR: the layer repeats interrupted calls, and a call
 // that always fails with EINTR would be repeated for ever.
 #pragma once

@@ -12,8 +12,9 @@
 // writable by everybody. The lock directory is $VESK_TARNHIVE_LOCK_DIR when
 // set, else /dev/shm when it is a directory, else /tmp.
 //
-// One object is not meant for concurrent use by several threads; the bucket
-// manager guards its own.
+// A forked child shares the lock state of the objects it inherits (an exec
+// closes them). One object is not meant for concurrent use by several
+// threads; the bucket manager guards its own.
 #pragma once
 
 #include <cstdint>
