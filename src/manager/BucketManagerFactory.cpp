@@ -1,15 +1,22 @@
 #include "manager/BucketManagerFactory.h"
 
+#include <cerrno>
+#include <new>
+
 #include "entry/StatusGuard.h"
+#include "manager/BucketManager.h"
 
 namespace vesk::tarnhive {
 
-// The bucket manager is not built yet: every request reports an internal
-// error and yields no manager.
-IBucketManager* newBucketManager(const orlo::WideString&, const orlo::WideString&,
-                                 TarnhiveStatus* status) noexcept {
-  setStatus(status, kINTERNALERROR);
-  return nullptr;
+IBucketManager* newBucketManager(const orlo::WideString& directory,
+                                 const orlo::WideString& iniFile, TarnhiveStatus* status) noexcept {
+  // Building the manager opens the machine-wide lock, which may fail before
+  // the manager can report through `status` itself.
+  return guardedCall(status, static_cast<IBucketManager*>(nullptr), [&]() -> IBucketManager* {
+    BucketManager* manager = new (std::nothrow) BucketManager(directory, iniFile, status);
+    if (manager == nullptr) errno = ENOMEM;
+    return manager;
+  });
 }
 
 }  // namespace vesk::tarnhive

@@ -1,0 +1,257 @@
+// Construction and destruction of the bucket manager, the lock protocol and
+// the update protocol.
+#include "manager/BucketManager.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+
+#include "bucket/Bucket.h"
+#include "cache/BucketCache.h"
+#include "cache/BucketUpdateCache.h"
+#include "entry/StatusGuard.h"
+#include "store/SingleFileBucketStore.h"
+#include "vesk/orlo/osdep/CommonAppDataDirectory.h"
+#include "vesk/orlo/osdep/MakeGUID.h"
+#include "vesk/orlo/osdep/Path.h"
+
+namespace vesk::tarnhive {
+namespace {
+
+namespace path = orlo::osdep::path;
+using orlo::osdep::CriticalSectionLock;
+
+constexpr orlo::WChar kLockName[] = u"__vesk_tarnhive_BucketManager_lock__";
+
+// Holds the machine-wide lock for a scope.
+class ProcessLockScope {
+ public:
+  explicit ProcessLockScope(orlo::osdep::Mutex& lock) : lock_(lock) { lock_.lock(); }
+  ~ProcessLockScope() { lock_.unlock(); }
+  ProcessLockScope(const ProcessLockScope&) = delete;
+  ProcessLockScope& operator=(const ProcessLockScope&) = delete;
+
+ private:
+  orlo::osdep::Mutex& lock_;
+};
+
+Guid freshToken() {
+  const auto bytes = orlo::osdep::MakeGUID();
+  Guid token;
+  std::memcpy(&token, bytes.data(), sizeof token);
+  return token;
+}
+
+}  // namespace
+
+BucketManager::BucketManager(const WideString& directory, const WideString& iniFile,
+                             TarnhiveStatus* status)
+    : directory_(directory), processLock_(WideString(kLockName)) {
+  std::srand(static_cast<unsigned>(std::time(nullptr)));
+  guardedRun(status, [&] { construct(iniFile, status); });
+}
+
+void BucketManager::construct(const WideString& iniFile, TarnhiveStatus* status) {
+  options_ = std::make_unique<Options>(configurationPath(iniFile), status);
+  memoryCache_ = orlo::RefPtr<BucketCache>(new BucketCache(options_->memoryCacheLimitBytes()));
+  updateCache_ =
+      orlo::RefPtr<BucketUpdateCache>(new BucketUpdateCache(options_->updateCacheLimitBytes()));
+  if (failed(status) || !prepareDirectory(status)) return;
+  const WideString& callbackName = options_->text(kCALLBACKDLLNAME);
+  if (!callbackName.empty()) {
+    callbacks_ = CallbackLibrary::load(callbackName);
+    if (!callbacks_) {
+      setStatus(status, kCALLBACKLIBRARY);
+      return;
+    }
+    callbacks_->preInit(directory_);
+  }
+  if (!openStore(status)) return;
+  runStartupCheck();
+}
+
+bool BucketManager::prepareDirectory(TarnhiveStatus* status) {
+  if (directory_.empty()) {
+    directory_ = path::join(orlo::osdep::GetCommonAppDataDirectory(), WideString(u"Tarnhive"));
+  }
+  if (!path::isDirectory(directory_)) {
+    TarnhiveStatus ignored;
+    guardedRun(&ignored, [&] { path::createDirectories(directory_); });
+  }
+  if (!path::isDirectory(directory_)) {
+    setStatus(status, kBADDIRECTORY);
+    return false;
+  }
+  return true;
+}
+
+// Opens the store and makes sure the root bucket exists. Other processes may
+// open or commit to the same directory meanwhile, so this runs under the
+// machine-wide lock.
+bool BucketManager::openStore(TarnhiveStatus* status) {
+  auto store = std::make_unique<SingleFileBucketStore>(directory_, *options_);
+  ProcessLockScope hold(processLock_);
+  store->open(storeFlags_[0], status);
+  if (failed(status)) return false;
+  store_ = std::move(store);
+  ensureRootBucket(status);
+  return !failed(status);
+}
+
+BucketManager::~BucketManager() {
+  callbacks_.reset();
+  if (store_) {
+    TarnhiveStatus ignored;
+    store_->close(&ignored);
+    store_.reset();
+  }
+  if (memoryCache_) memoryCache_->clearBuckets();
+  memoryCache_.reset();
+  if (updateCache_) updateCache_->clearBuckets();
+  updateCache_.reset();
+  options_.reset();
+}
+
+// --- lock protocol ---------------------------------------------------------------
+
+bool BucketManager::takeLock(Guid* token, bool wait, TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  if (token == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  CriticalSectionLock hold(guard_);
+  if (!(lockToken_ == kNoLockToken)) return false;  // not re-entrant
+  bool obtained = false;
+  if (!guardedLockCall(
+          status, false,
+          [&] {
+            if (wait) {
+              processLock_.lock();
+              obtained = true;
+            } else {
+              obtained = processLock_.tryLock();
+            }
+            return true;
+          },
+          [] {})) {
+    return false;
+  }
+  if (!obtained) return false;
+  const bool tokenMade = guardedLockCall(
+      status, false,
+      [&] {
+        lockToken_ = freshToken();
+        return true;
+      },
+      [&] { processLock_.unlock(); });
+  if (!tokenMade) {
+    processLock_.unlock();
+    return false;
+  }
+  followOtherProcesses(status);
+  if (failed(status)) {
+    lockToken_ = kNoLockToken;
+    processLock_.unlock();
+    return false;
+  }
+  *token = lockToken_;
+  return true;
+}
+
+void BucketManager::followOtherProcesses(TarnhiveStatus* status) {
+  if (store_->reopenIfChanged(status)) ensureRootBucket(status);
+}
+
+bool BucketManager::tryAcquireLock(Guid* token, TarnhiveStatus* status) {
+  return takeLock(token, false, status);
+}
+
+bool BucketManager::acquireLock(Guid* token, TarnhiveStatus* status) {
+  return takeLock(token, true, status);
+}
+
+bool BucketManager::releaseLock(const Guid& token, TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  CriticalSectionLock hold(guard_);
+  updateOpen_ = false;
+  if (!(token == lockToken_) || lockToken_ == kNoLockToken) return false;
+  updateCache_->clearBuckets();
+  lockToken_ = kNoLockToken;
+  processLock_.unlock();
+  return true;
+}
+
+bool BucketManager::getLockToken(Guid* token, TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  if (token == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  CriticalSectionLock hold(guard_);
+  *token = lockToken_;
+  return !(lockToken_ == kNoLockToken);
+}
+
+// --- updates -------------------------------------------------------------------------
+
+bool BucketManager::mayChange(const Guid& token, bool needUpdate, TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  if (!(token == lockToken_) || lockToken_ == kNoLockToken) {
+    setStatus(status, kNOTLOCKOWNER);
+    return false;
+  }
+  if (needUpdate && !updateOpen_) {
+    setStatus(status, kNOUPDATE);
+    return false;
+  }
+  return true;
+}
+
+bool BucketManager::beginUpdate(const Guid& token, TarnhiveStatus* status) {
+  CriticalSectionLock hold(guard_);
+  if (!mayChange(token, false, status)) return false;
+  if (updateOpen_) {
+    setStatus(status, kUPDATEACTIVE);
+    return false;
+  }
+  updateOpen_ = true;
+  updateCache_->clearBuckets();
+  return true;
+}
+
+bool BucketManager::commitUpdate(const Guid& token, TarnhiveStatus* status) {
+  CriticalSectionLock hold(guard_);
+  if (!mayChange(token, true, status)) return false;
+  return commit(status);
+}
+
+bool BucketManager::commit(TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  guardedRun(status, [&] { updateCache_->applyTo(*memoryCache_, *store_, status); });
+  updateOpen_ = false;
+  if (callbacks_ && !failed(status)) callbacks_->postCommit(directory_);
+  return true;
+}
+
+bool BucketManager::ensureRootBucket(TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  CriticalSectionLock hold(guard_);
+  return guardedCall(status, false, [&] {
+    updateCache_->clearBuckets();
+    memoryCache_->clearBuckets();
+    const WideString root(u"/");
+    orlo::RefPtr<IBucket> stored = orlo::RefPtr<IBucket>::adopt(store_->loadBucketByName(root, status));
+    if (failed(status)) return false;
+    const bool overwrite = true;
+    if (stored) {
+      memoryCache_->addBucket(stored.get(), overwrite, status);
+      return !failed(status);
+    }
+    orlo::RefPtr<IBucket> created(new Bucket(root, true));
+    updateCache_->addBucket(created.get(), overwrite, status);
+    return commit(status) && !failed(status);
+  });
+}
+
+}  // namespace vesk::tarnhive

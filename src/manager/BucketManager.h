@@ -1,0 +1,179 @@
+// BucketManager: the one object through which a process reads and changes a
+// registry directory. It owns the options, the memory cache, the update
+// cache, the persistent store, the machine-wide lock and the optional
+// callback library.
+//
+// Lock order: the guard, then the update cache, then the memory cache or the
+// store, then a bucket. Across processes the machine-wide lock serialises
+// changes; it is held from acquireLock/tryAcquireLock to releaseLock, and
+// around the store's open at construction.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "manager/CallbackLibrary.h"
+#include "manager/Options.h"
+#include "vesk/orlo/DLLAlloced.h"
+#include "vesk/orlo/RefCounted.h"
+#include "vesk/orlo/osdep/CriticalSection.h"
+#include "vesk/orlo/osdep/Mutex.h"
+#include "vesk/tarnhive/Export.h"
+#include "vesk/tarnhive/IBucketManager.h"
+
+namespace vesk::tarnhive {
+
+class BucketCache;
+class BucketUpdateCache;
+class IBucketStore;
+class SingleFileBucketStore;
+
+class BucketManager
+    : public orlo::RefCountedImplementation<IBucketManager, orlo::RefCountedThreadSafePolicy>,
+      public orlo::DLLAlloced {
+ public:
+  // Builds the manager for `directory` (empty: the default directory) with
+  // the options of `iniFile` (empty: the default configuration file). A
+  // failure leaves its code in `status` and a manager without a store.
+  BucketManager(const WideString& directory, const WideString& iniFile, TarnhiveStatus* status);
+  ~BucketManager() override;
+  BucketManager(const BucketManager&) = delete;
+  BucketManager& operator=(const BucketManager&) = delete;
+
+  // Deletes every file of the registry directory except "debugRunCounter.txt"
+  // (and a callback library of that directory). Takes no lock and reports
+  // nothing.
+  VESK_TARNHIVE_EXPORT void purgeStore();
+
+  bool tryAcquireLock(Guid* token, TarnhiveStatus* status) override;
+  bool acquireLock(Guid* token, TarnhiveStatus* status) override;
+  bool releaseLock(const Guid& token, TarnhiveStatus* status) override;
+  bool getLockToken(Guid* token, TarnhiveStatus* status) override;
+  bool beginUpdate(const Guid& token, TarnhiveStatus* status) override;
+  bool commitUpdate(const Guid& token, TarnhiveStatus* status) override;
+
+  bool newBucket(IBucket** bucket, const WideString& fullName, TarnhiveStatus* status) override;
+  bool createBucket(IBucket** bucket, const WideString& fullName, bool openIfExists,
+                    bool persistent, TarnhiveStatus* status) override;
+  bool newEmptyBucket(IBucket** bucket, TarnhiveStatus* status) override;
+  bool newBucketCase(IBucketCase** collection, TarnhiveStatus* status) override;
+  bool newDigest(Digest** digest, TarnhiveStatus* status) override;
+  bool getBucket(IBucket** bucket, const Digest& digest, TarnhiveStatus* status) override;
+  bool collectBucket(const Digest& digest, IBucketCase* collection,
+                     TarnhiveStatus* status) override;
+  bool getBucketByName(IBucket** bucket, const WideString& fullName,
+                       TarnhiveStatus* status) override;
+  bool collectBucketByName(const WideString& fullName, IBucketCase* collection,
+                           TarnhiveStatus* status) override;
+  bool getBucketTree(const WideString& fullName, IBucketCase* collection,
+                     TarnhiveStatus* status) override;
+  bool writeBucket(IBucket* bucket, bool flag, const Guid& token, TarnhiveStatus* status) override;
+  bool deleteBucket(const WideString& fullName, const Guid& token,
+                    TarnhiveStatus* status) override;
+  bool deleteBucketByName(IBucket* bucket, const Guid& token, TarnhiveStatus* status) override;
+  bool bucketExists(const WideString& fullName, TarnhiveStatus* status) override;
+  bool writeBuckets(IBucketCase* collection, bool flag, const Guid& token,
+                    TarnhiveStatus* status) override;
+
+  bool getDirectory(WideString& directory, TarnhiveStatus* status) override;
+  bool getDefaultDirectory(WideString& directory, TarnhiveStatus* status) override;
+  bool normalizeName(WideString& normalized, const WideString& name,
+                     TarnhiveStatus* status) override;
+  bool parentName(WideString& parent, const WideString& name, TarnhiveStatus* status) override;
+  bool ensureRootBucket(TarnhiveStatus* status) override;
+
+  bool newValue(IBucketValue** value, IBucketValue* source, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const double* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const float* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::uint64_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::int64_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::uint32_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::int32_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::uint16_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::int16_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::uint8_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::int8_t* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const bool* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const WideString* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const NarrowString* elements, std::uint32_t count,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, double scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, float scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::uint64_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::int64_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::uint32_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::int32_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::uint16_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::int16_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::uint8_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, std::int8_t scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, bool scalar, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const std::uint8_t* bytes, std::uint32_t count, bool flag,
+                TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const WideString& text, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const NarrowString& text, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, const Digest& digest, TarnhiveStatus* status) override;
+  bool newValue(IBucketValue** value, TarnhiveStatus* status) override;
+
+ private:
+  // Construction steps.
+  void construct(const WideString& iniFile, TarnhiveStatus* status);
+  bool prepareDirectory(TarnhiveStatus* status);
+  bool openStore(TarnhiveStatus* status);
+  void runStartupCheck();
+
+  // The lock protocol: waits (or tries) for the machine-wide lock and hands
+  // out a fresh token.
+  bool takeLock(Guid* token, bool wait, TarnhiveStatus* status);
+  // Brings the caches and the store up to date with what other processes
+  // committed since this one last looked. REQUIRES: the machine-wide lock.
+  void followOtherProcesses(TarnhiveStatus* status);
+  // The checks of the changing operations: a store, the holder's token and,
+  // with `needUpdate`, an open update.
+  bool mayChange(const Guid& token, bool needUpdate, TarnhiveStatus* status);
+  // Runs the update cache's commit and the post-commit callback.
+  bool commit(TarnhiveStatus* status);
+
+  // Lookups for the manager's own recursive operations: the update cache,
+  // then the memory cache, then the store. Null when nowhere.
+  orlo::RefPtr<IBucket> findBucket(const Digest& digest, TarnhiveStatus* status);
+  // The client-facing lookup: the memory cache, then the store (which fills
+  // the memory cache). Null and kWBUCKETNOTFOUND when nowhere.
+  orlo::RefPtr<IBucket> lookUp(const Digest& digest, TarnhiveStatus* status);
+  bool collectTree(const Digest& digest, IBucketCase& collection, bool first,
+                   TarnhiveStatus* status);
+  void writeTree(IBucket& bucket, bool recursive, TarnhiveStatus* status);
+  void linkIntoParent(IBucket& bucket, TarnhiveStatus* status);
+  void deleteTree(const WideString& fullName, TarnhiveStatus* status);
+  void unlinkFromParent(const WideString& fullName, TarnhiveStatus* status);
+  bool hasStore() const noexcept { return store_ != nullptr; }
+
+  template <class... Args>
+  bool makeValue(IBucketValue** value, TarnhiveStatus* status, const Args&... args);
+
+  WideString directory_;
+  std::unique_ptr<SingleFileBucketStore> store_;
+  orlo::RefPtr<BucketCache> memoryCache_;
+  orlo::RefPtr<BucketUpdateCache> updateCache_;
+  orlo::osdep::Mutex processLock_;
+  Guid lockToken_ = kNoLockToken;
+  orlo::osdep::CriticalSection guard_;
+  bool updateOpen_ = false;
+  std::unique_ptr<Options> options_;
+  bool storeFlags_[7] = {false, false, false, false, false, false, false};
+  std::unique_ptr<CallbackLibrary> callbacks_;
+};
+
+}  // namespace vesk::tarnhive

@@ -1,0 +1,214 @@
+// The bucket manager's reads: single buckets, subtrees, existence, and the
+// making of new buckets and collections. Reads see committed state: the
+// memory cache first, then the store.
+#include <new>
+
+#include "bucket/Bucket.h"
+#include "cache/BucketCache.h"
+#include "cache/BucketCase.h"
+#include "cache/BucketUpdateCache.h"
+#include "entry/StatusGuard.h"
+#include "manager/BucketManager.h"
+#include "store/SingleFileBucketStore.h"
+#include "vesk/tarnhive/Digest.h"
+
+namespace vesk::tarnhive {
+namespace {
+
+// Hands `object` to an out parameter with one reference for the caller.
+template <class Interface, class Object>
+bool handOut(Interface** out, Object* object) {
+  if (object == nullptr) {
+    errno = ENOMEM;
+    return false;
+  }
+  object->addRef();
+  *out = object;
+  return true;
+}
+
+// A copy of `bucket` for a caller.
+Bucket* copyOf(IBucket& bucket) { return new Bucket(bucket); }
+
+}  // namespace
+
+orlo::RefPtr<IBucket> BucketManager::lookUp(const Digest& digest, TarnhiveStatus* status) {
+  orlo::RefPtr<IBucket> bucket = orlo::RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
+  if (!bucket) {
+    TarnhiveStatus storeStatus;
+    bucket = orlo::RefPtr<IBucket>::adopt(store_->loadBucket(digest, &storeStatus));
+    if (failed(&storeStatus)) {
+      setStatus(status, storeStatus.code);
+      return nullptr;
+    }
+    if (bucket) {
+      const bool overwrite = true;
+      memoryCache_->addBucket(bucket.get(), overwrite, status);
+    }
+  }
+  if (!bucket) setStatus(status, kWBUCKETNOTFOUND);
+  return bucket;
+}
+
+orlo::RefPtr<IBucket> BucketManager::findBucket(const Digest& digest, TarnhiveStatus* status) {
+  orlo::RefPtr<IBucket> bucket = orlo::RefPtr<IBucket>::adopt(updateCache_->getBucketByDigest(digest));
+  if (bucket) return bucket;
+  bucket = orlo::RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
+  if (bucket) return bucket;
+  return orlo::RefPtr<IBucket>::adopt(store_->loadBucket(digest, status));
+}
+
+bool BucketManager::getBucket(IBucket** out, const Digest& digest, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status) || !hasStore()) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  return guardedCall(status, false, [&] {
+    orlo::RefPtr<IBucket> found = lookUp(digest, status);
+    return found && handOut(out, copyOf(*found));
+  });
+}
+
+bool BucketManager::getBucketByName(IBucket** out, const WideString& fullName,
+                                    TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) {
+    if (out != nullptr) *out = nullptr;
+    return false;
+  }
+  return guardedCall(status, false, [&] { return getBucket(out, Digest(fullName), status); });
+}
+
+bool BucketManager::collectBucket(const Digest& digest, IBucketCase* collection,
+                                  TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  if (collection == nullptr) {
+    setStatus(status, kNOTAVAILABLE);
+    return false;
+  }
+  return guardedCall(status, false, [&] {
+    orlo::RefPtr<IBucket> found = lookUp(digest, status);
+    if (!found) return false;
+    orlo::RefPtr<IBucket> copy(copyOf(*found));
+    const bool overwrite = true;
+    collection->addBucket(copy.get(), overwrite, status);
+    return !failed(status);
+  });
+}
+
+bool BucketManager::collectBucketByName(const WideString& fullName, IBucketCase* collection,
+                                        TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  return guardedCall(status, false,
+                     [&] { return collectBucket(Digest(fullName), collection, status); });
+}
+
+bool BucketManager::collectTree(const Digest& digest, IBucketCase& collection, bool first,
+                                TarnhiveStatus* status) {
+  orlo::RefPtr<IBucket> bucket = findBucket(digest, status);
+  if (failed(status)) return false;
+  if (!bucket) {
+    setStatus(status, first ? kBUCKETREJECTED : kSTORECHILDMISSING);
+    return false;
+  }
+  orlo::RefPtr<IBucket> copy(copyOf(*bucket));
+  const bool overwrite = true;
+  collection.addBucket(copy.get(), overwrite, status);
+  if (failed(status)) return false;
+  const std::uint32_t handle = copy->openEnumeration();
+  Digest child;
+  bool more = copy->enumFirstChild(child, handle);
+  while (more && !failed(status)) {
+    collectTree(child, collection, false, status);
+    more = copy->enumNextChild(child, handle, status);
+  }
+  copy->closeEnumeration(handle);
+  return !failed(status);
+}
+
+bool BucketManager::getBucketTree(const WideString& fullName, IBucketCase* collection,
+                                  TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  if (collection == nullptr) {
+    setStatus(status, kNOTAVAILABLE);
+    return false;
+  }
+  orlo::osdep::CriticalSectionLock hold(guard_);
+  return guardedCall(status, false,
+                     [&] { return collectTree(Digest(fullName), *collection, true, status); });
+}
+
+bool BucketManager::bucketExists(const WideString& fullName, TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return false;
+  return guardedCall(status, false, [&] {
+    if (memoryCache_->hasBucket(fullName)) return true;
+    return store_->containsName(fullName, status);
+  });
+}
+
+bool BucketManager::newBucket(IBucket** out, const WideString& fullName, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status) || !hasStore()) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  return guardedCall(status, false,
+                     [&] { return handOut(out, new (std::nothrow) Bucket(fullName, true)); });
+}
+
+bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool openIfExists,
+                                 bool persistent, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status) || !hasStore()) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  if (bucketExists(fullName, status)) {
+    return openIfExists && getBucketByName(out, fullName, status);
+  }
+  if (failed(status)) return false;
+  return guardedCall(status, false, [&] {
+    return handOut(out, new (std::nothrow) Bucket(fullName, persistent));
+  });
+}
+
+bool BucketManager::newEmptyBucket(IBucket** out, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status) || !hasStore()) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  return guardedCall(status, false, [&] { return handOut(out, new (std::nothrow) Bucket()); });
+}
+
+bool BucketManager::newBucketCase(IBucketCase** out, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status)) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  BucketCase* collection = new (std::nothrow) BucketCase();
+  if (collection == nullptr) {
+    errno = ENOMEM;
+    setStatus(status, kOUTOFMEMORY);
+    return false;
+  }
+  return handOut(out, collection);
+}
+
+bool BucketManager::newDigest(Digest** out, TarnhiveStatus* status) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status)) return false;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return false;
+  }
+  return guardedCall(status, false, [&] { return handOut(out, new (std::nothrow) Digest()); });
+}
+
+}  // namespace vesk::tarnhive
