@@ -151,4 +151,12 @@ void scanCommitMarks(StoreState& state) {
   if (newest >= 1) state.commitMarkNumber = newest;
 }
 
+std::int64_t peekValidEnd(const StoreState& state) {
+  for (const FoundMark& mark : findMarks(state)) {
+    if (mark.number <= 0 || orlo::osdep::GetFileSize(mark.path) == 0) continue;
+    return readMarkFile(mark.path);
+  }
+  return -1;
+}
+
 }  // namespace vesk::tarnhive::store

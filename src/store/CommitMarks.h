@@ -28,6 +28,10 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = n
 // decimal number throws UnableToConvert.
 void scanCommitMarks(StoreState& state);
 
+// The valid end that the newest complete commit mark names, without changing
+// any file; -1 when there is no such mark.
+std::int64_t peekValidEnd(const StoreState& state);
+
 // Writes a mark file: `text` replaces its content and is flushed to the
 // operating system. Throws when the write or the flush fails.
 void writeMarkFile(const orlo::WideString& path, std::int64_t value);

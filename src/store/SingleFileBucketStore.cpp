@@ -153,4 +153,21 @@ bool SingleFileBucketStore::containsBucket(IBucket* bucket, TarnhiveStatus* stat
   return found;
 }
 
+bool SingleFileBucketStore::reopenIfChanged(TarnhiveStatus* status) {
+  if (failed(status)) return false;
+  CriticalSectionLock hold(lock_);
+  if (!state_.isOpen) return false;
+  bool current = false;
+  TarnhiveStatus peek;
+  storeRun(&peek, [&] {
+    current = store::peekValidEnd(state_) == state_.validEnd &&
+              state_.file.isFileAt(state_.registryPath);
+  });
+  if (current) return false;
+  const std::uint32_t openMode = state_.openMode;
+  close(status);
+  open(openMode, status);
+  return true;
+}
+
 }  // namespace vesk::tarnhive

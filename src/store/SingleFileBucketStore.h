@@ -35,6 +35,14 @@ class SingleFileBucketStore : public IBucketStore {
   bool containsName(const orlo::WideString& fullName, TarnhiveStatus* status) override;
   bool containsBucket(IBucket* bucket, TarnhiveStatus* status) override;
   bool wasReset() override { return state_.resetFlag; }
+
+  // Other processes commit to the same directory while this store is open.
+  // When the file set changed since this store last read or wrote it (a
+  // longer valid end, or a compacted file put in place), closes and opens
+  // the store again so that its index is current, and returns true. A
+  // failure leaves its code and the store closed. REQUIRES: the caller holds
+  // the machine-wide lock, so nobody writes meanwhile.
+  bool reopenIfChanged(TarnhiveStatus* status);
   bool isOverDiskLimit() override { return state_.overLimitFlag; }
 
  private:

@@ -69,6 +69,11 @@ class BinaryFile {
 
   bool isOpen() const noexcept { return descriptor_ != -1; }
 
+  // True when the open file is the file that `path` names now (not one that
+  // was since renamed away or replaced). False when closed, when nothing is
+  // at `path`, or when either cannot be examined. Never throws.
+  bool isFileAt(const WideString& path) const noexcept;
+
  private:
   std::int32_t descriptor_ = -1;
 };

@@ -1,6 +1,7 @@
 #include "vesk/orlo/osdep/BinaryFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -92,6 +93,19 @@ void BinaryFile::close() noexcept {
   FileOperation operation;
   posix::closeOnce(descriptor_);
   descriptor_ = -1;
+}
+
+bool BinaryFile::isFileAt(const WideString& path) const noexcept {
+  if (descriptor_ == -1) return false;
+  struct stat open {};
+  struct stat named {};
+  try {
+    if (::fstat(descriptor_, &open) != 0) return false;
+    if (posix::sys().stat(toNarrow(path).c_str(), &named) != 0) return false;
+  } catch (...) {
+    return false;
+  }
+  return open.st_dev == named.st_dev && open.st_ino == named.st_ino;
 }
 
 }  // namespace vesk::orlo::osdep
