@@ -1,0 +1,303 @@
+// The bucket manager end to end, as a client uses it: settings written in
+// one process are read back in another, subtrees are deleted, the lock and
+// update rules hold, a full registry refuses writes, and several processes
+// changing one counter lose no update.
+#include <signal.h>
+
+#include <vector>
+
+#include "manager/ClientProcess.h"
+
+namespace vesk::tarnhive::client {
+namespace {
+
+using orlo::RefPtr;
+
+// A client session: the manager, the lock and an open update.
+struct Session {
+  TarnhiveStatus status;
+  RefPtr<IBucketManager> manager;
+  Guid token = kNoLockToken;
+
+  explicit Session(IBucketManager* made) : manager(RefPtr<IBucketManager>::adopt(made)) {}
+
+  void begin() {
+    CLIENT_CHECK(manager->acquireLock(&token, &status));
+    CLIENT_CHECK(manager->beginUpdate(token, &status));
+  }
+  void write(IBucket* bucket) { CLIENT_CHECK(manager->writeBucket(bucket, false, token, &status)); }
+  void commit() {
+    CLIENT_CHECK(manager->commitUpdate(token, &status));
+    CLIENT_CHECK(status.code >= 0);
+    CLIENT_CHECK(manager->releaseLock(token, &status));
+  }
+  RefPtr<IBucket> bucket(const std::string& name) {
+    IBucket* found = nullptr;
+    manager->getBucketByName(&found, wide(name), &status);
+    return RefPtr<IBucket>::adopt(found);
+  }
+  RefPtr<IBucket> create(const std::string& name) {
+    IBucket* made = nullptr;
+    CLIENT_CHECK(manager->createBucket(&made, wide(name), true, true, &status));
+    return RefPtr<IBucket>::adopt(made);
+  }
+  std::vector<std::string> tree(const std::string& name) {
+    IBucketCase* made = nullptr;
+    CLIENT_CHECK(manager->newBucketCase(&made, &status));
+    RefPtr<IBucketCase> collection = RefPtr<IBucketCase>::adopt(made);
+    std::vector<std::string> names;
+    if (!manager->getBucketTree(wide(name), collection.get(), &status)) return names;
+    const std::uint32_t handle = collection->openEnumeration();
+    for (RefPtr<IBucket> b = RefPtr<IBucket>::adopt(collection->enumFirstBucket(handle)); b;
+         b = RefPtr<IBucket>::adopt(collection->enumNextBucket(handle, &status))) {
+      std::string text;
+      for (orlo::WChar c : b->getFullName()) text += static_cast<char>(c);
+      names.push_back(text);
+    }
+    return names;
+  }
+};
+
+RefPtr<IBucketValue> valueOf(IBucket& bucket, const char16_t* name, TarnhiveStatus* status) {
+  return RefPtr<IBucketValue>::adopt(bucket.getValue(name, status));
+}
+
+TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
+  ASSERT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              CLIENT_CHECK(s.manager);
+              s.begin();
+              RefPtr<IBucket> window = s.create("/Acme/Editor/Window");
+              TarnhiveStatus* st = &s.status;
+              window->setBool(u"maximized", true, st, true);
+              window->setInt8(u"i8", -8, st, true);
+              window->setUInt8(u"u8", 250, st, true);
+              window->setInt16(u"i16", -1600, st, true);
+              window->setUInt16(u"u16", 60000, st, true);
+              window->setInt32(u"width", 1280, st, true);
+              window->setUInt32(u"u32", 4000000000u, st, true);
+              window->setInt64(u"i64", -(std::int64_t{1} << 40), st, true);
+              window->setUInt64(u"u64", ~std::uint64_t{0}, st, true);
+              window->setFloat32(u"scale", 1.25f, st, true);
+              window->setFloat64(u"ratio", 0.1, st, true);
+              window->setString(u"title", u"Caf\u00e9 \U0001F600", st, true);
+              window->setAnsiString(u"font", "Mono", st, true);
+              const WideString recent[] = {u"a.txt", u"", u"c.txt"};
+              window->setStringArray(u"recent", recent, 3, st, true);
+              const std::uint8_t blob[] = {0, 1, 2, 255};
+              window->setBlob(u"state", blob, 4, st, true);
+              CLIENT_CHECK(s.status.code >= 0);
+              s.write(window.get());
+              s.commit();
+            }),
+            0);
+  ASSERT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              CLIENT_CHECK(s.manager);
+              RefPtr<IBucket> window = s.bucket("/acme/editor/WINDOW");  // names ignore case
+              CLIENT_CHECK(window);
+              TarnhiveStatus* st = &s.status;
+              CLIENT_CHECK(valueOf(*window, u"maximized", st)->getBool(st));
+              CLIENT_CHECK(valueOf(*window, u"i8", st)->getInt8(st) == -8);
+              CLIENT_CHECK(valueOf(*window, u"u8", st)->getUInt8(st) == 250);
+              CLIENT_CHECK(valueOf(*window, u"i16", st)->getInt16(st) == -1600);
+              CLIENT_CHECK(valueOf(*window, u"u16", st)->getUInt16(st) == 60000);
+              CLIENT_CHECK(valueOf(*window, u"WIDTH", st)->getInt32(st) == 1280);
+              CLIENT_CHECK(valueOf(*window, u"u32", st)->getUInt32(st) == 4000000000u);
+              CLIENT_CHECK(valueOf(*window, u"i64", st)->getInt64(st) == -(std::int64_t{1} << 40));
+              CLIENT_CHECK(valueOf(*window, u"u64", st)->getUInt64(st) == ~std::uint64_t{0});
+              CLIENT_CHECK(valueOf(*window, u"scale", st)->getFloat32(st) == 1.25f);
+              CLIENT_CHECK(valueOf(*window, u"ratio", st)->getFloat64(st) == 0.1);
+              CLIENT_CHECK(valueOf(*window, u"title", st)->getString(st) ==
+                           WideString(u"Caf\u00e9 \U0001F600"));
+              CLIENT_CHECK(valueOf(*window, u"font", st)->getAnsiString(st) ==
+                           orlo::NarrowString("Mono"));
+              RefPtr<IBucketValue> recent = valueOf(*window, u"recent", st);
+              CLIENT_CHECK(recent->getArraySize() == 3);
+              CLIENT_CHECK(recent->getStringArrayElement(2, st) == WideString(u"c.txt"));
+              std::uint8_t blob[4] = {};
+              CLIENT_CHECK(valueOf(*window, u"state", st)->getBlob(blob, 4, st) == 4);
+              CLIENT_CHECK(blob[3] == 255);
+              CLIENT_CHECK(s.status.code == 0);
+              // The parents were made and link their children.
+              const auto names = s.tree("/");
+              CLIENT_CHECK(names.size() == 4);
+            }),
+            0);
+}
+
+TEST_F(ClientTest, DeletingABucketDeletesItsSubtree) {
+  ASSERT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              s.begin();
+              for (const char* name : {"/a", "/a/b", "/a/b/c", "/x"}) s.write(s.create(name).get());
+              s.commit();
+              s.begin();
+              CLIENT_CHECK(s.manager->deleteBucket(u"/a", s.token, &s.status));
+              s.commit();
+              CLIENT_CHECK(!s.manager->bucketExists(u"/a/b/c", &s.status));
+              CLIENT_CHECK(s.manager->bucketExists(u"/x", &s.status));
+            }),
+            0);
+  ASSERT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              CLIENT_CHECK(!s.bucket("/a/b"));
+              CLIENT_CHECK(s.status.code == kWBUCKETNOTFOUND);
+              const auto names = s.tree("/");
+              CLIENT_CHECK(names == (std::vector<std::string>{"/", "/x"}));
+            }),
+            0);
+}
+
+TEST_F(ClientTest, LockAndUpdateRules) {
+  Session s(manager(&s.status));
+  ASSERT_TRUE(s.manager);
+  Guid token = kNoLockToken;
+  Guid second = kNoLockToken;
+  ASSERT_TRUE(s.manager->tryAcquireLock(&token, &s.status));
+  EXPECT_FALSE(s.manager->tryAcquireLock(&second, &s.status)) << "not re-entrant";
+  EXPECT_EQ(s.status.code, 0);
+
+  TarnhiveStatus wrong;
+  EXPECT_FALSE(s.manager->beginUpdate(kNoLockToken, &wrong));
+  EXPECT_EQ(wrong.code, kNOTLOCKOWNER);
+  TarnhiveStatus noUpdate;
+  EXPECT_FALSE(s.manager->commitUpdate(token, &noUpdate));
+  EXPECT_EQ(noUpdate.code, kNOUPDATE);
+  ASSERT_TRUE(s.manager->beginUpdate(token, &s.status));
+  TarnhiveStatus twice;
+  EXPECT_FALSE(s.manager->beginUpdate(token, &twice));
+  EXPECT_EQ(twice.code, kUPDATEACTIVE);
+  TarnhiveStatus root;
+  EXPECT_FALSE(s.manager->deleteBucket(u"/", token, &root));
+  EXPECT_EQ(root.code, kROOTBUCKET);
+
+  // A wrong token does not release, but closes the update all the same.
+  EXPECT_FALSE(s.manager->releaseLock(kNoLockToken, &s.status));
+  EXPECT_EQ(s.status.code, 0);
+  TarnhiveStatus closed;
+  EXPECT_FALSE(s.manager->commitUpdate(token, &closed));
+  EXPECT_EQ(closed.code, kNOUPDATE);
+  ASSERT_TRUE(s.manager->releaseLock(token, &s.status));
+  TarnhiveStatus stale;
+  EXPECT_FALSE(s.manager->commitUpdate(token, &stale));
+  EXPECT_EQ(stale.code, kNOTLOCKOWNER);
+
+  // A missing bucket is a warning: later calls on the record still run.
+  EXPECT_FALSE(s.bucket("/nowhere"));
+  EXPECT_EQ(s.status.code, kWBUCKETNOTFOUND);
+  EXPECT_TRUE(s.bucket("/"));
+
+  // One manager per process, even after the first is released.
+  TarnhiveStatus again;
+  IBucketManager* another = manager(&again);
+  EXPECT_EQ(another, nullptr);
+  EXPECT_EQ(again.code, kINTERNALERROR);
+  s.manager.reset();
+  TarnhiveStatus afterRelease;
+  EXPECT_EQ(manager(&afterRelease), nullptr);
+  EXPECT_EQ(afterRelease.code, kINTERNALERROR);
+}
+
+TEST_F(ClientTest, DirectoryThatIsAFileIsRefusedAndNotKept) {
+  std::ofstream(root_ + "/file") << "x";
+  TarnhiveStatus status;
+  ITarnhive2* registry = GetInterface(2, &status);
+  IBucketManager* made = nullptr;
+  registry->createBucketManager(&made, wide(root_ + "/file"), wide(root_ + "/options.ini"),
+                                &status);
+  EXPECT_EQ(made, nullptr);
+  EXPECT_EQ(status.code, kBADDIRECTORY);
+  TarnhiveStatus retry;
+  RefPtr<IBucketManager> good = RefPtr<IBucketManager>::adopt(manager(&retry));
+  EXPECT_TRUE(good) << "a failed manager is not kept";
+  EXPECT_EQ(retry.code, 0);
+}
+
+TEST_F(ClientTest, FullRegistryRefusesWrites) {
+  writeOptions("DiskMaxRegistryFileSizeKB=1\n");
+  Session s(manager(&s.status));
+  ASSERT_TRUE(s.manager);
+  s.begin();
+  RefPtr<IBucket> big = s.create("/big");
+  const std::vector<std::uint8_t> bytes(3000, 7);
+  big->setBlob(u"data", bytes.data(), 3000, &s.status, true);
+  s.write(big.get());
+  s.commit();
+  s.begin();
+  TarnhiveStatus refused;
+  EXPECT_FALSE(s.manager->writeBucket(s.create("/more").get(), false, s.token, &refused));
+  EXPECT_EQ(refused.code, kDISKFULL);
+}
+
+// Each of several processes adds one to a counter many times, under the
+// lock: no update may be lost.
+TEST_F(ClientTest, ConcurrentProcessesLoseNoUpdate) {
+  constexpr int kProcesses = 4;
+  constexpr int kCycles = 25;
+  std::vector<pid_t> children;
+  for (int p = 0; p < kProcesses; ++p) {
+    std::fflush(nullptr);
+    const pid_t child = ::fork();
+    if (child == 0) {
+      Session s(manager(&s.status));
+      CLIENT_CHECK(s.manager);
+      for (int i = 0; i < kCycles; ++i) {
+        s.begin();
+        RefPtr<IBucket> counter = s.create("/counter");
+        RefPtr<IBucketValue> value = valueOf(*counter, u"n", &s.status);
+        const std::int32_t n = value ? value->getInt32(&s.status) : 0;
+        counter->setInt32(u"n", n + 1, &s.status, true);
+        s.write(counter.get());
+        s.commit();
+      }
+      ::_exit(0);
+    }
+    children.push_back(child);
+  }
+  for (pid_t child : children) {
+    int status = 0;
+    ::waitpid(child, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+  }
+  EXPECT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              RefPtr<IBucket> counter = s.bucket("/counter");
+              CLIENT_CHECK(counter);
+              CLIENT_CHECK(valueOf(*counter, u"n", &s.status)->getInt32(&s.status) ==
+                           kProcesses * kCycles);
+            }),
+            0);
+}
+
+TEST_F(ClientTest, AProcessKilledWhileHoldingTheLockStopsNobody) {
+  int ready[2];
+  ASSERT_EQ(::pipe(ready), 0);
+  std::fflush(nullptr);
+  const pid_t holder = ::fork();
+  if (holder == 0) {
+    Session s(manager(&s.status));
+    s.begin();
+    s.write(s.create("/half").get());
+    CLIENT_CHECK(::write(ready[1], "x", 1) == 1);
+    ::pause();
+    ::_exit(0);
+  }
+  char byte = 0;
+  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
+  ::kill(holder, SIGKILL);
+  ::waitpid(holder, nullptr, 0);
+  EXPECT_EQ(inChild([&] {
+              Session s(manager(&s.status));
+              CLIENT_CHECK(s.manager);
+              s.begin();
+              s.write(s.create("/after").get());
+              s.commit();
+              CLIENT_CHECK(s.manager->bucketExists(u"/after", &s.status));
+              CLIENT_CHECK(!s.manager->bucketExists(u"/half", &s.status));
+            }),
+            0);
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive::client
