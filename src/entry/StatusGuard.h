@@ -55,6 +55,17 @@ void guardedRun(TarnhiveStatus* status, Body&& body) noexcept {
   }
 }
 
+// As guardedRun, for operations that run whatever code the record already
+// holds (the setters of values): an exception from the body sets its code.
+template <class Body>
+void unconditionalRun(TarnhiveStatus* status, Body&& body) noexcept {
+  try {
+    std::forward<Body>(body)();
+  } catch (...) {
+    setStatus(status, statusCodeOfCurrentException());
+  }
+}
+
 // As guardedCall, for the operations of the process lock: an exception that
 // is not the library's runs `cleanup` (which releases the lock) and passes
 // on to the caller.

@@ -3,7 +3,10 @@
 
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/StringBase.h"
+#include "vesk/tarnhive/BucketValueType.h"
+#include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"
+#include "vesk/tarnhive/IBucketValue.h"
 #include "vesk/tarnhive/ITarnhive.h"
 #include "vesk/tarnhive/StatusCodes.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"

@@ -1,0 +1,173 @@
+// Digests of names, checked against an independent SHA-256 of the expected
+// lower-cased UTF-16LE bytes, their two text forms and their byte record.
+#include "vesk/tarnhive/Digest.h"
+
+#include <gtest/gtest.h>
+#include <openssl/evp.h>
+
+#include <array>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "vesk/orlo/Exception.h"
+
+namespace vesk::tarnhive {
+namespace {
+
+using orlo::NarrowString;
+using orlo::WideString;
+using Bytes = std::array<unsigned char, Digest::kSize>;
+using namespace std::string_literals;
+
+// SHA-256 of the UTF-16LE bytes of `lowered`, computed without the library.
+Bytes referenceHash(const std::u16string& lowered) {
+  std::vector<unsigned char> bytes;
+  for (char16_t unit : lowered) {
+    bytes.push_back(static_cast<unsigned char>(unit & 0xFF));
+    bytes.push_back(static_cast<unsigned char>(unit >> 8));
+  }
+  Bytes out{};
+  unsigned int length = 0;
+  EXPECT_EQ(EVP_Digest(bytes.data(), bytes.size(), out.data(), &length, EVP_sha256(), nullptr), 1);
+  return out;
+}
+
+Bytes bytesOf(const Digest& digest) {
+  Bytes out{};
+  std::memcpy(out.data(), digest.bytes(), out.size());
+  return out;
+}
+
+std::string narrow(const WideString& text) { return std::string(text.begin(), text.end()); }
+
+std::string hexOf(const Bytes& bytes, const char* digits) {
+  std::string out;
+  for (unsigned char b : bytes) {
+    out += digits[b >> 4];
+    out += digits[b & 0x0F];
+  }
+  return out;
+}
+
+Digest digestFromBytes(const Bytes& bytes) {
+  const unsigned char* cursor = bytes.data();
+  return Digest(cursor, bytes.data() + bytes.size());
+}
+
+TEST(DigestTest, HashesTheLowerCasedUtf16LeBytesOfTheName) {
+  struct Case {
+    std::u16string name;
+    std::u16string lowered;
+  };
+  const Case cases[] = {
+      {u"/", u"/"},
+      {u"/Vesk/Settings", u"/vesk/settings"},
+      {u"\u00C4RGER \u03A3", u"\u00E4rger \u03C3"},      // Latin-1 and Greek capitals
+      {u"a\0B"s, u"a\0b"s},                              // an embedded zero unit
+      {u"x\U0001F600\xDC00Y", u"x\U0001F600\xDC00y"},  // surrogates stay as they are
+  };
+  for (const Case& c : cases) {
+    const WideString name(c.name.data(), static_cast<std::uint32_t>(c.name.size()));
+    EXPECT_EQ(bytesOf(Digest(name)), referenceHash(c.lowered)) << narrow(name);
+  }
+}
+
+TEST(DigestTest, NamesDifferingInCaseShareOneDigest) {
+  const Digest alpha(WideString(u"Alpha"));
+  EXPECT_EQ(alpha, Digest(WideString(u"ALPHA")));
+  EXPECT_EQ(alpha, Digest(WideString(u"alpha")));
+  EXPECT_FALSE(alpha == Digest(WideString(u"alpha ")));
+  EXPECT_EQ(Digest(NarrowString("/Acme/Editor")), Digest(WideString(u"/acme/editor")));
+}
+
+TEST(DigestTest, EmptyNameIsTheHashOfNoBytes) {
+  const Bytes empty = referenceHash(u"");
+  EXPECT_EQ(bytesOf(Digest()), empty);
+  EXPECT_EQ(Digest(), Digest(WideString()));
+  WideString text;
+  Digest().getString(text);
+  EXPECT_EQ(narrow(text), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+
+  // calculateDigest gives the hash but leaves the text empty.
+  Digest digest(WideString(u"other"));
+  DigestString digits;
+  std::memset(digits.data(), 'x', DigestString::kSize);
+  Digest::calculateDigest(WideString(), digest, digits);
+  EXPECT_EQ(bytesOf(digest), empty);
+  const std::array<char, DigestString::kSize> zeros{};
+  EXPECT_EQ(std::memcmp(digits.c_str(), zeros.data(), zeros.size()), 0);
+}
+
+TEST(DigestTest, CalculateDigestWritesUppercaseWhileGetStringWritesLowercase) {
+  Digest digest;
+  DigestString digits;
+  Digest::calculateDigest(WideString(u"a"), digest, digits);
+  const Bytes expected = referenceHash(u"a");
+  EXPECT_EQ(bytesOf(digest), expected);
+  EXPECT_EQ(std::string(digits.c_str()), hexOf(expected, "0123456789ABCDEF"));
+  EXPECT_EQ(digits.c_str()[64], '\0');
+  WideString text;
+  digest.getString(text);
+  EXPECT_EQ(narrow(text), hexOf(expected, "0123456789abcdef"));
+}
+
+TEST(DigestTest, OrdersAsUnsignedBytesFirstByteFirst) {
+  Bytes low{}, high{};
+  low[0] = 0x7F;
+  high[0] = 0x80;
+  low[31] = 0xFF;  // later bytes do not outweigh the first
+  EXPECT_TRUE(digestFromBytes(low) < digestFromBytes(high));
+  EXPECT_FALSE(digestFromBytes(high) < digestFromBytes(low));
+  EXPECT_FALSE(digestFromBytes(low) < digestFromBytes(low));
+}
+
+TEST(DigestTest, RecordRoundTripsAndRefusesShortSpace) {
+  const Digest digest(WideString(u"/a/b"));
+  std::array<unsigned char, 40> buffer{};
+  unsigned char* out = buffer.data();
+  digest.serialize(out, buffer.data() + buffer.size());
+  EXPECT_EQ(out - buffer.data(), 32);
+  EXPECT_EQ(digest.serializationSize(), 32u);
+
+  const unsigned char* in = buffer.data();
+  Digest read;
+  read.deserialize(in, buffer.data() + 32);
+  EXPECT_EQ(read, digest);
+  EXPECT_EQ(in, buffer.data() + 32);
+
+  // 31 bytes are too few either way, and nothing moves.
+  in = buffer.data();
+  Digest untouched;
+  EXPECT_THROW(untouched.deserialize(in, buffer.data() + 31), orlo::exception::DeserializationError);
+  EXPECT_THROW(Digest(in, buffer.data() + 31), orlo::exception::DeserializationError);
+  EXPECT_EQ(in, buffer.data());
+  EXPECT_EQ(untouched, Digest());
+  buffer.fill(0xAA);
+  out = buffer.data();
+  EXPECT_THROW(digest.serialize(out, buffer.data() + 31), orlo::exception::BufferOverflow);
+  EXPECT_EQ(out, buffer.data());
+  EXPECT_EQ(buffer[0], 0xAA);
+  const unsigned char* past = buffer.data() + 1;
+  EXPECT_THROW(Digest(past, buffer.data()), orlo::exception::DeserializationError);
+}
+
+TEST(DigestTest, CopiesAndAssignmentsTakeTheBytesButNotTheCount) {
+  auto* counted = new Digest(WideString(u"/x"));
+  counted->addRef();
+  counted->addRef();
+  Digest copy(*counted);
+  Digest assigned;
+  assigned = *counted;
+  EXPECT_EQ(copy, *counted);
+  EXPECT_EQ(assigned, *counted);
+  // A copy starts uncounted: one reference of its own deletes it.
+  auto* second = new Digest(*counted);
+  second->addRef();
+  second->release();
+  counted->release();
+  counted->release();  // the last reference frees it (the leak checker watches)
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive
