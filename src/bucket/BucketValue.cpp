@@ -314,8 +314,9 @@ std::uint32_t BucketValue::getMemUsage() {
       if (const auto* text = payloadAs<NarrowString>()) extra = text->length();
       break;
     case kSTRING:
-      if (const auto* text = payloadAs<WideString>())
+      if (const auto* text = payloadAs<WideString>()) {
         extra = saturatingAdd(text->length(), text->length());
+      }
       break;
     case kBLOB:
       extra = blobLength_;

