@@ -25,6 +25,13 @@ inline std::string ascii(const orlo::WideString& text) {
   return std::string(text.begin(), text.end());
 }
 
+// Plain ASCII text as a wide string.
+inline orlo::WideString wide(const std::string& text) {
+  orlo::WideString out;
+  for (char c : text) out += static_cast<orlo::WChar>(c);
+  return out;
+}
+
 // The whole record of a bucket or a collection.
 template <class T>
 Bytes recordOf(T& object) {
