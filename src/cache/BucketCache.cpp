@@ -1,0 +1,96 @@
+// BucketCache: usage accounting and the eviction pass.
+#include "cache/BucketCache.h"
+
+#include "bucket/BucketClock.h"
+#include "cache/EvictionOrder.h"
+#include "entry/StatusGuard.h"
+
+namespace vesk::tarnhive {
+
+using orlo::WideString;
+using orlo::osdep::CriticalSectionLock;
+
+BucketCache::BucketCache(std::uint32_t sizeLimit)
+    : sizeLimit_(sizeLimit), evictionAmount_(sizeLimit * 25u / 100u) {}
+
+std::uint32_t BucketCache::getUsage() {
+  CriticalSectionLock hold(lock_);
+  return usage_;
+}
+
+void BucketCache::clearBuckets() {
+  CriticalSectionLock hold(lock_);
+  BucketCase::clearBuckets();
+  usage_ = 0;
+}
+
+bool BucketCache::addCounted(IBucket& bucket, std::uint32_t memUsage, bool overwrite,
+                             TarnhiveStatus* status) {
+  std::uint32_t replacedUse = 0;
+  switch (insertOrReplace(bucket, memUsage, overwrite, status, replacedUse)) {
+    case AddResult::kInserted:
+      usage_ += memUsage;
+      return true;
+    case AddResult::kReplaced:
+      usage_ += memUsage - replacedUse;
+      return true;
+    default:
+      return false;
+  }
+}
+
+void BucketCache::addBucket(IBucket* bucket, const bool& overwrite, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  if (bucket == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return;
+  }
+  guardedRun(status, [&] {
+    const std::uint32_t memUsage = memUsageOf(*bucket);
+    CriticalSectionLock hold(lock_);
+    if (!addCounted(*bucket, memUsage, overwrite, status)) return;
+    evictIfNeeded();
+  });
+}
+
+bool BucketCache::removeBucket(const WideString& fullName) {
+  return guardedCall(nullptr, false, [&] {
+    CriticalSectionLock hold(lock_);
+    std::uint32_t removedUse = 0;
+    if (!removeEntry(fullName, removedUse)) return false;
+    usage_ -= removedUse;
+    return true;
+  });
+}
+
+void BucketCache::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
+  CriticalSectionLock hold(lock_);
+  try {
+    BucketCase::deserialize(cursor, end);
+  } catch (...) {
+    recountUsage();  // the buckets read before the failure stay
+    throw;
+  }
+  recountUsage();
+  evictIfNeeded();
+}
+
+void BucketCache::evictIfNeeded() {
+  if (usage_ > sizeLimit_ && byName_.size() > kEvictionFloor) evict();
+}
+
+// Drops buckets in eviction order until at least the eviction amount is
+// freed. Every caller has just invalidated the cursors.
+void BucketCache::evict() {
+  std::uint32_t freed = 0;
+  for (const auto entry : evictionOrder(byName_, clock::now())) {
+    const WideString name = entry->first;
+    std::uint32_t removedUse = 0;
+    removeEntry(name, removedUse);
+    usage_ -= removedUse;
+    freed += removedUse;
+    if (freed >= evictionAmount_) break;
+  }
+}
+
+}  // namespace vesk::tarnhive

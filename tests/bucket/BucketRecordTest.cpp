@@ -1,0 +1,152 @@
+// The byte record of a bucket (golden bytes, round trips, every truncation,
+// short space) and its two text forms.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "bucket/Bucket.h"
+#include "bucket/ValueSamples.h"
+#include "support/BucketTesting.h"
+#include "vesk/orlo/Exception.h"
+
+namespace vesk::tarnhive {
+namespace {
+
+using namespace test;
+using orlo::WideString;
+using orlo::exception::BufferOverflow;
+using orlo::exception::DeserializationError;
+using orlo::exception::InvalidSequence;
+
+// Reads the first `length` bytes of `record` from a heap block of exactly that
+// size, so that a read past its end is caught by the address sanitizer.
+BucketPtr readBack(const Bytes& record, std::size_t length) {
+  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[length]);
+  if (length != 0) std::memcpy(block.get(), record.data(), length);
+  BucketPtr bucket(new Bucket());
+  const std::uint8_t* cursor = block.get();
+  try {
+    bucket->deserialize(cursor, block.get() + length);
+  } catch (...) {
+    EXPECT_EQ(cursor, block.get()) << "a failed read leaves the cursor";
+    throw;
+  }
+  EXPECT_EQ(cursor, block.get() + length);
+  return bucket;
+}
+BucketPtr readBack(const Bytes& record) { return readBack(record, record.size()); }
+
+// A bucket holding a random value of every kind, under names that differ in
+// letter case and include surrogates.
+BucketPtr sampleBucket() {
+  SampleMaker samples(7);
+  BucketPtr bucket = newBucket(u"/s\xD800/B");
+  TarnhiveStatus status;
+  for (std::uint32_t kind = kDIGEST; kind <= kFLOAT64ARRAY; ++kind) {
+    Value v = samples.make(static_cast<BucketValueType>(kind));
+    WideString name(kind % 2 ? u"Value" : u"value");
+    name += static_cast<orlo::WChar>(u'A' + kind);
+    bucket->setValue(name, v.get(), &status, false);
+  }
+  EXPECT_EQ(status.code, 0);
+  return bucket;
+}
+
+TEST(BucketRecord, GoldenBytes) {
+  BucketPtr bucket = newBucket(u"/a");
+  EXPECT_EQ(recordOf(*bucket), (Bytes{1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, '/', 'a', 0, 0, 0, 0}))
+      << "4 + 4 + (4 + name length) + 4 bytes";
+  TarnhiveStatus status;
+  bucket->setInt8(u"k", -1, &status, false);
+  EXPECT_EQ(recordOf(*bucket), (Bytes{1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, '/', 'a', 1, 0, 0, 0,
+                                      1, 0, 0, 0, 'k', 1, 0, 0, 0, 6, 0, 0, 0, 0xFF}));
+}
+
+TEST(BucketRecord, RoundTripRebuildsTheBucketUnmodified) {
+  BucketPtr original = sampleBucket();
+  Bytes record = recordOf(*original);
+  record[0] = 7;  // the format word is ignored
+  record[4] = 9;  // version 9
+  BucketPtr read = readBack(record);
+  EXPECT_TRUE(read->isEqual(original.get()));
+  EXPECT_FALSE(read->isModified());
+  EXPECT_EQ(read->getVersion(), 9u);
+  EXPECT_EQ(read->getShortName(), WideString(u"B"));
+  EXPECT_EQ(read->getParentDigest(), original->getParentDigest());
+  EXPECT_EQ(read->getFileName(), original->getFileName());
+}
+
+// Entries whose names differ only in letter case collapse into the later;
+// an entry that cannot be stored (an unset value) is skipped.
+TEST(BucketRecord, ReadingCollapsesDuplicatesAndSkipsUnsetValues) {
+  const Bytes record = {1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, '/', 'a', 3, 0, 0, 0,
+                        1, 0, 0, 0, 'k', 1, 0, 0, 0, 6, 0, 0, 0, 1,
+                        1, 0, 0, 0, 'u', 1, 0, 0, 0, 0, 0, 0, 0,
+                        1, 0, 0, 0, 'K', 1, 0, 0, 0, 6, 0, 0, 0, 2};
+  BucketPtr read = readBack(record);
+  EXPECT_EQ(read->getNumValues(), 1u);
+  TarnhiveStatus status;
+  orlo::RefPtr<IBucketValue> k = orlo::RefPtr<IBucketValue>::adopt(read->getValue(u"k", &status));
+  EXPECT_EQ(k->getInt8(&status), 2);
+}
+
+TEST(BucketRecord, EveryTruncationFailsWithoutReadingOrWritingPastTheEnd) {
+  BucketPtr bucket = sampleBucket();
+  const Bytes record = recordOf(*bucket);
+  for (std::size_t length = 0; length < record.size(); ++length) {
+    try {
+      readBack(record, length);
+      ADD_FAILURE() << "a record of " << length << " bytes was read";
+    } catch (const DeserializationError&) {
+    } catch (const InvalidSequence&) {
+    }
+  }
+  for (std::size_t length : {std::size_t{0}, record.size() / 2, record.size() - 1}) {
+    Bytes space(length + 1, 0xCD);
+    std::uint8_t* cursor = space.data();
+    EXPECT_THROW(bucket->serialize(cursor, space.data() + length), BufferOverflow);
+    EXPECT_EQ(space, Bytes(length + 1, 0xCD)) << "nothing written";
+  }
+  const std::uint8_t* none = nullptr;
+  EXPECT_THROW(bucket->deserialize(none, record.data()), DeserializationError);
+}
+
+// The dump and the text share their values' text and differ in their heads.
+class BucketTextForms : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    TarnhiveStatus status;
+    bucket->setInt32(u"k", 5, &status, false);
+    bucket->setString(u"S", u"text", &status, false);
+    Digest(WideString(u"/a/b")).getString(digest);
+    Digest(WideString(u"/a")).getString(parent);
+  }
+  BucketPtr bucket = newBucket(u"/a/b", false);
+  WideString digest;
+  WideString parent;
+};
+
+TEST_F(BucketTextForms, DumpPrintsTheFieldsAndValues) {
+  const std::string fileName = ascii(bucket->getFileName());
+  testing::internal::CaptureStdout();
+  bucket->dump();
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "\r\nfullName_       /a/b\r\nshorName_       b\r\n"
+            "digest_         " + ascii(digest) + "\r\nparent_         " + ascii(parent) +
+                "\r\nfileName_       " + fileName +
+                "\r\npersistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
+                "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n");
+}
+
+TEST_F(BucketTextForms, TextHasNoParentOrFileName) {
+  EXPECT_EQ(ascii(bucket->toText()),
+            "\r\n" + std::string(51, '=') + "\r\nfullName_       /a/b\r\nshortName_      b\r\n" +
+                "digest_         " + ascii(digest) +
+                "\r\npersistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
+                "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n");
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive
