@@ -208,7 +208,9 @@ bool BucketManager::newDigest(Digest** out, TarnhiveStatus* status) {
     setStatus(status, kNULLARGUMENT);
     return false;
   }
-  return guardedCall(status, false, [&] { return handOut(out, new (std::nothrow) Digest()); });
+  // A counted digest lives on the runtime heap; its allocation failure is
+  // reported like any other.
+  return guardedCall(status, false, [&] { return handOut(out, new Digest()); });
 }
 
 }  // namespace vesk::tarnhive

@@ -19,7 +19,7 @@ struct Session {
   RefPtr<IBucketManager> manager;
   Guid token = kNoLockToken;
 
-  explicit Session(IBucketManager* made) : manager(RefPtr<IBucketManager>::adopt(made)) {}
+  void attach(IBucketManager* made) { manager = RefPtr<IBucketManager>::adopt(made); }
 
   void begin() {
     CLIENT_CHECK(manager->acquireLock(&token, &status));
@@ -64,7 +64,8 @@ RefPtr<IBucketValue> valueOf(IBucket& bucket, const char16_t* name, TarnhiveStat
 
 TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
   ASSERT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               CLIENT_CHECK(s.manager);
               s.begin();
               RefPtr<IBucket> window = s.create("/Acme/Editor/Window");
@@ -92,7 +93,8 @@ TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
             }),
             0);
   ASSERT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               CLIENT_CHECK(s.manager);
               RefPtr<IBucket> window = s.bucket("/acme/editor/WINDOW");  // names ignore case
               CLIENT_CHECK(window);
@@ -128,7 +130,8 @@ TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
 
 TEST_F(ClientTest, DeletingABucketDeletesItsSubtree) {
   ASSERT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               s.begin();
               for (const char* name : {"/a", "/a/b", "/a/b/c", "/x"}) s.write(s.create(name).get());
               s.commit();
@@ -140,7 +143,8 @@ TEST_F(ClientTest, DeletingABucketDeletesItsSubtree) {
             }),
             0);
   ASSERT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               CLIENT_CHECK(!s.bucket("/a/b"));
               CLIENT_CHECK(s.status.code == kWBUCKETNOTFOUND);
               const auto names = s.tree("/");
@@ -150,7 +154,8 @@ TEST_F(ClientTest, DeletingABucketDeletesItsSubtree) {
 }
 
 TEST_F(ClientTest, LockAndUpdateRules) {
-  Session s(manager(&s.status));
+  Session s;
+  s.attach(manager(&s.status));
   ASSERT_TRUE(s.manager);
   Guid token = kNoLockToken;
   Guid second = kNoLockToken;
@@ -216,7 +221,8 @@ TEST_F(ClientTest, DirectoryThatIsAFileIsRefusedAndNotKept) {
 
 TEST_F(ClientTest, FullRegistryRefusesWrites) {
   writeOptions("DiskMaxRegistryFileSizeKB=1\n");
-  Session s(manager(&s.status));
+  Session s;
+  s.attach(manager(&s.status));
   ASSERT_TRUE(s.manager);
   s.begin();
   RefPtr<IBucket> big = s.create("/big");
@@ -240,7 +246,8 @@ TEST_F(ClientTest, ConcurrentProcessesLoseNoUpdate) {
     std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child == 0) {
-      Session s(manager(&s.status));
+      Session s;
+  s.attach(manager(&s.status));
       CLIENT_CHECK(s.manager);
       for (int i = 0; i < kCycles; ++i) {
         s.begin();
@@ -261,7 +268,8 @@ TEST_F(ClientTest, ConcurrentProcessesLoseNoUpdate) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
   }
   EXPECT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               RefPtr<IBucket> counter = s.bucket("/counter");
               CLIENT_CHECK(counter);
               CLIENT_CHECK(valueOf(*counter, u"n", &s.status)->getInt32(&s.status) ==
@@ -276,7 +284,8 @@ TEST_F(ClientTest, AProcessKilledWhileHoldingTheLockStopsNobody) {
   std::fflush(nullptr);
   const pid_t holder = ::fork();
   if (holder == 0) {
-    Session s(manager(&s.status));
+    Session s;
+  s.attach(manager(&s.status));
     s.begin();
     s.write(s.create("/half").get());
     CLIENT_CHECK(::write(ready[1], "x", 1) == 1);
@@ -288,7 +297,8 @@ TEST_F(ClientTest, AProcessKilledWhileHoldingTheLockStopsNobody) {
   ::kill(holder, SIGKILL);
   ::waitpid(holder, nullptr, 0);
   EXPECT_EQ(inChild([&] {
-              Session s(manager(&s.status));
+              Session s;
+  s.attach(manager(&s.status));
               CLIENT_CHECK(s.manager);
               s.begin();
               s.write(s.create("/after").get());
