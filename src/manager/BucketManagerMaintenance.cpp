@@ -5,6 +5,7 @@
 #include "cache/BucketCase.h"
 #include "entry/StatusGuard.h"
 #include "manager/BucketManager.h"
+#include "manager/RegistryCheck.h"
 #include "vesk/orlo/StringCase.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/FindFiles.h"
@@ -74,10 +75,8 @@ void BucketManager::purgeStore() {
   });
 }
 
-// Writes the text form of every bucket of the tree to `fileName` in the
-// registry directory.
-static void dumpRegistry(BucketManager& manager, const WideString& directory,
-                         const WideString& fileName) {
+void dumpRegistry(IBucketManager& manager, const WideString& directory,
+                  const WideString& fileName) {
   TarnhiveStatus own;
   orlo::RefPtr<IBucketCase> tree(new BucketCase());
   if (!manager.getBucketTree(WideString(u"/"), tree.get(), &own)) return;
@@ -98,6 +97,22 @@ static void dumpRegistry(BucketManager& manager, const WideString& directory,
   });
 }
 
+bool compareWithReference(const WideString& directory, const WideString& fileName) {
+  WideString dumpName(u"temp_");
+  dumpName += fileName;
+  bool passed = false;
+  TarnhiveStatus own;
+  guardedRun(&own, [&] {
+    passed = filesAgree(path::join(directory, fileName), path::join(directory, dumpName));
+  });
+  guardedRun(&own, [&] {
+    TextFile results;
+    results.open(path::join(directory, WideString(u"debugResults.txt")), TextFile::kWRITE);
+    results.write(NarrowString(passed ? "file compare passed\r\n" : "file compare failed\r\n"));
+  });
+  return passed;
+}
+
 void BucketManager::runStartupCheck() {
   const WideString& fileName = options_->text(kDEBUGCOMPAREREGATSTARTFILE);
   switch (options_->integerValue(kDEBUGCOMPAREREGATSTARTMODE)) {
@@ -105,15 +120,7 @@ void BucketManager::runStartupCheck() {
       WideString dumpName(u"temp_");
       dumpName += fileName;
       dumpRegistry(*this, directory_, dumpName);
-      TarnhiveStatus own;
-      guardedRun(&own, [&] {
-        const bool passed =
-            filesAgree(path::join(directory_, fileName), path::join(directory_, dumpName));
-        TextFile results;
-        results.open(path::join(directory_, WideString(u"debugResults.txt")), TextFile::kWRITE);
-        results.write(NarrowString(passed ? "file compare passed\r\n" : "file compare failed\r\n"));
-        results.close();
-      });
+      compareWithReference(directory_, fileName);
       break;
     }
     case 2:
