@@ -86,8 +86,8 @@ class Bucket final
                     TarnhiveStatus* status, bool overwrite) override;
   bool setStringArray(const WideString& name, const WideString* elements, std::uint32_t count,
                       TarnhiveStatus* status, bool overwrite) override;
-  bool setAnsiStringArray(const WideString& name, const NarrowString* elements,
-                          std::uint32_t count, TarnhiveStatus* status, bool overwrite) override;
+  bool setAnsiStringArray(const WideString& name, const NarrowString* elements, std::uint32_t count,
+                          TarnhiveStatus* status, bool overwrite) override;
   bool setFloat64(const WideString& name, double value, TarnhiveStatus* status,
                   bool overwrite) override;
   bool setFloat32(const WideString& name, float value, TarnhiveStatus* status,
@@ -108,8 +108,7 @@ class Bucket final
                 bool overwrite) override;
   bool setInt8(const WideString& name, std::int8_t value, TarnhiveStatus* status,
                bool overwrite) override;
-  bool setBool(const WideString& name, bool value, TarnhiveStatus* status,
-               bool overwrite) override;
+  bool setBool(const WideString& name, bool value, TarnhiveStatus* status, bool overwrite) override;
   bool setString(const WideString& name, const WideString& value, TarnhiveStatus* status,
                  bool overwrite) override;
   bool setAnsiString(const WideString& name, const NarrowString& value, TarnhiveStatus* status,
@@ -177,8 +176,7 @@ class Bucket final
   // Marks the values changed: modified, stamped now, cursors invalidated.
   void touch() noexcept;
   // The common path of every setter. Takes `value` when it stores it.
-  bool storeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status,
-                  bool overwrite);
+  bool storeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status, bool overwrite);
   // Builds a value with BucketValue's constructor for `args` and stores it.
   template <class... Args>
   bool setBuilt(const WideString& name, TarnhiveStatus* status, bool overwrite, Args&&... args);

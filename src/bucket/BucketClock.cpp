@@ -24,8 +24,8 @@ AbsoluteTime systemNow() noexcept {
   AbsoluteTime time;
   time.seconds = seconds + kUnixEpochSeconds;
   // nanos / 10^9 in units of 2^-64 s.
-  time.fraction = static_cast<std::uint64_t>(
-      (static_cast<unsigned __int128>(nanos) << 64) / 1'000'000'000u);
+  time.fraction =
+      static_cast<std::uint64_t>((static_cast<unsigned __int128>(nanos) << 64) / 1'000'000'000u);
   return time;
 }
 

@@ -41,8 +41,8 @@ std::uint32_t Bucket::serializationSize() {
   CriticalSectionLock hold(lock_);
   std::uint32_t size = saturatingAdd(orlo::wideRecordSize(fullName_), kFixedWords);
   for (const auto& [name, value] : values_) {
-    size = saturatingAdd(size, saturatingAdd(orlo::wideRecordSize(name),
-                                             value->serializationSize()));
+    size =
+        saturatingAdd(size, saturatingAdd(orlo::wideRecordSize(name), value->serializationSize()));
   }
   return size;
 }

@@ -106,16 +106,16 @@ bool Bucket::setUInt8Array(const WideString& name, const std::uint8_t* elements,
                            std::uint32_t count, TarnhiveStatus* status, bool overwrite) {
   return setBuilt(name, status, overwrite, elements, count);
 }
-bool Bucket::setInt8Array(const WideString& name, const std::int8_t* elements,
-                          std::uint32_t count, TarnhiveStatus* status, bool overwrite) {
+bool Bucket::setInt8Array(const WideString& name, const std::int8_t* elements, std::uint32_t count,
+                          TarnhiveStatus* status, bool overwrite) {
   return setBuilt(name, status, overwrite, elements, count);
 }
 bool Bucket::setBoolArray(const WideString& name, const bool* elements, std::uint32_t count,
                           TarnhiveStatus* status, bool overwrite) {
   return setBuilt(name, status, overwrite, elements, count);
 }
-bool Bucket::setStringArray(const WideString& name, const WideString* elements,
-                            std::uint32_t count, TarnhiveStatus* status, bool overwrite) {
+bool Bucket::setStringArray(const WideString& name, const WideString* elements, std::uint32_t count,
+                            TarnhiveStatus* status, bool overwrite) {
   return setBuilt(name, status, overwrite, elements, count);
 }
 bool Bucket::setAnsiStringArray(const WideString& name, const NarrowString* elements,
@@ -162,8 +162,7 @@ bool Bucket::setInt8(const WideString& name, std::int8_t value, TarnhiveStatus* 
                      bool overwrite) {
   return setBuilt(name, status, overwrite, value);
 }
-bool Bucket::setBool(const WideString& name, bool value, TarnhiveStatus* status,
-                     bool overwrite) {
+bool Bucket::setBool(const WideString& name, bool value, TarnhiveStatus* status, bool overwrite) {
   return setBuilt(name, status, overwrite, value);
 }
 bool Bucket::setString(const WideString& name, const WideString& value, TarnhiveStatus* status,

@@ -46,8 +46,7 @@ class BucketCache : public BucketCase {
   // addBucket without the status check and the eviction check. True when
   // the bucket was added or replaced one.
   // REQUIRES: lock_ is held.
-  bool addCounted(IBucket& bucket, std::uint32_t memUsage, bool overwrite,
-                  TarnhiveStatus* status);
+  bool addCounted(IBucket& bucket, std::uint32_t memUsage, bool overwrite, TarnhiveStatus* status);
   // REQUIRES: lock_ is held.
   void recountUsage() noexcept { usage_ = recordedUse(); }
 

@@ -26,7 +26,8 @@ constexpr std::uint32_t kHeaderSize = 8;
 std::uint32_t BucketCase::serializationSize() {
   CriticalSectionLock hold(lock_);
   std::uint32_t size = kHeaderSize;
-  for (const auto& entry : byName_) size = saturatingAdd(size, entry.second.bucket->serializationSize());
+  for (const auto& entry : byName_)
+    size = saturatingAdd(size, entry.second.bucket->serializationSize());
   return size;
 }
 
@@ -45,15 +46,17 @@ void BucketCase::serialize(std::uint8_t*& cursor, const std::uint8_t* end) {
 
 // Empties the collection (through the most-derived clearBuckets), then reads
 // it. A count that is 0 or negative as a signed number reads no bucket. A
-// failure throws what the bucket records throw and keeps the buckets read
-// before it.
+// failure throws what the bucket records throw, leaves the cursor where it
+// was and keeps the buckets read before it.
 void BucketCase::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
   CriticalSectionLock hold(lock_);
   clearBuckets();
-  orlo::serial::getU32(cursor, end);  // the format word
-  const auto count = static_cast<std::int32_t>(orlo::serial::getU32(cursor, end));
-  for (std::int32_t i = 0; i < count; ++i) readBucket(cursor, end);
+  const std::uint8_t* at = cursor;
+  orlo::serial::getU32(at, end);  // the format word
+  const auto count = static_cast<std::int32_t>(orlo::serial::getU32(at, end));
+  for (std::int32_t i = 0; i < count; ++i) readBucket(at, end);
   cursors_.invalidateAll();
+  cursor = at;
 }
 
 void BucketCase::readBucket(const std::uint8_t*& cursor, const std::uint8_t* end) {

@@ -30,8 +30,7 @@ void BucketUpdateCache::clearBuckets() {
   removed_.clear();
 }
 
-void BucketUpdateCache::addBucket(IBucket* bucket, const bool& overwrite,
-                                  TarnhiveStatus* status) {
+void BucketUpdateCache::addBucket(IBucket* bucket, const bool& overwrite, TarnhiveStatus* status) {
   if (failed(status)) return;
   if (bucket == nullptr) {
     setStatus(status, kNULLARGUMENT);
@@ -64,15 +63,15 @@ void BucketUpdateCache::deserialize(const std::uint8_t*& cursor, const std::uint
   recountUsage();
 }
 
-void BucketUpdateCache::applyTo(IBucketCase& target, IBucketStore& store,
-                                TarnhiveStatus* status) {
+void BucketUpdateCache::applyTo(IBucketCase& target, IBucketStore& store, TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);
   const ClearOnExit clear(*this);
   unconditionalRun(status, [&] {
     for (const WideString& name : removed_) target.removeBucket(name);
     const bool overwrite = true;
-    for (const auto& entry : byName_) target.addBucket(entry.second.bucket.get(), overwrite, status);
+    for (const auto& entry : byName_)
+      target.addBucket(entry.second.bucket.get(), overwrite, status);
     store.commit(byName_, removed_, status);
   });
 }

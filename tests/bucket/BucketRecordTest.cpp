@@ -2,8 +2,6 @@
 // short space) and its two text forms.
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
 
 #include "bucket/Bucket.h"
@@ -19,24 +17,6 @@ using orlo::WideString;
 using orlo::exception::BufferOverflow;
 using orlo::exception::DeserializationError;
 using orlo::exception::InvalidSequence;
-
-// Reads the first `length` bytes of `record` from a heap block of exactly that
-// size, so that a read past its end is caught by the address sanitizer.
-BucketPtr readBack(const Bytes& record, std::size_t length) {
-  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[length]);
-  if (length != 0) std::memcpy(block.get(), record.data(), length);
-  BucketPtr bucket(new Bucket());
-  const std::uint8_t* cursor = block.get();
-  try {
-    bucket->deserialize(cursor, block.get() + length);
-  } catch (...) {
-    EXPECT_EQ(cursor, block.get()) << "a failed read leaves the cursor";
-    throw;
-  }
-  EXPECT_EQ(cursor, block.get() + length);
-  return bucket;
-}
-BucketPtr readBack(const Bytes& record) { return readBack(record, record.size()); }
 
 // A bucket holding a random value of every kind, under names that differ in
 // letter case and include surrogates.
@@ -60,8 +40,10 @@ TEST(BucketRecord, GoldenBytes) {
       << "4 + 4 + (4 + name length) + 4 bytes";
   TarnhiveStatus status;
   bucket->setInt8(u"k", -1, &status, false);
-  EXPECT_EQ(recordOf(*bucket), (Bytes{1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, '/', 'a', 1, 0, 0, 0,
-                                      1, 0, 0, 0, 'k', 1, 0, 0, 0, 6, 0, 0, 0, 0xFF}));
+  // clang-format off
+  EXPECT_EQ(recordOf(*bucket), (Bytes{1, 0, 0, 0,  0, 0, 0, 0,  2, 0, 0, 0, '/', 'a',  1, 0, 0, 0,
+                                      1, 0, 0, 0, 'k',  1, 0, 0, 0,  6, 0, 0, 0,  0xFF}));
+  // clang-format on
 }
 
 TEST(BucketRecord, RoundTripRebuildsTheBucketUnmodified) {
@@ -69,7 +51,7 @@ TEST(BucketRecord, RoundTripRebuildsTheBucketUnmodified) {
   Bytes record = recordOf(*original);
   record[0] = 7;  // the format word is ignored
   record[4] = 9;  // version 9
-  BucketPtr read = readBack(record);
+  BucketPtr read = bucketFrom(record);
   EXPECT_TRUE(read->isEqual(original.get()));
   EXPECT_FALSE(read->isModified());
   EXPECT_EQ(read->getVersion(), 9u);
@@ -81,11 +63,13 @@ TEST(BucketRecord, RoundTripRebuildsTheBucketUnmodified) {
 // Entries whose names differ only in letter case collapse into the later;
 // an entry that cannot be stored (an unset value) is skipped.
 TEST(BucketRecord, ReadingCollapsesDuplicatesAndSkipsUnsetValues) {
-  const Bytes record = {1, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, '/', 'a', 3, 0, 0, 0,
-                        1, 0, 0, 0, 'k', 1, 0, 0, 0, 6, 0, 0, 0, 1,
-                        1, 0, 0, 0, 'u', 1, 0, 0, 0, 0, 0, 0, 0,
-                        1, 0, 0, 0, 'K', 1, 0, 0, 0, 6, 0, 0, 0, 2};
-  BucketPtr read = readBack(record);
+  // clang-format off
+  const Bytes record = {1, 0, 0, 0,  0, 0, 0, 0,  2, 0, 0, 0, '/', 'a',  3, 0, 0, 0,
+                        1, 0, 0, 0, 'k',  1, 0, 0, 0,  6, 0, 0, 0,  1,
+                        1, 0, 0, 0, 'u',  1, 0, 0, 0,  0, 0, 0, 0,
+                        1, 0, 0, 0, 'K',  1, 0, 0, 0,  6, 0, 0, 0,  2};
+  // clang-format on
+  BucketPtr read = bucketFrom(record);
   EXPECT_EQ(read->getNumValues(), 1u);
   TarnhiveStatus status;
   orlo::RefPtr<IBucketValue> k = orlo::RefPtr<IBucketValue>::adopt(read->getValue(u"k", &status));
@@ -96,8 +80,9 @@ TEST(BucketRecord, EveryTruncationFailsWithoutReadingOrWritingPastTheEnd) {
   BucketPtr bucket = sampleBucket();
   const Bytes record = recordOf(*bucket);
   for (std::size_t length = 0; length < record.size(); ++length) {
+    BucketPtr read(new Bucket());
     try {
-      readBack(record, length);
+      readFrom(*read, record, length);
       ADD_FAILURE() << "a record of " << length << " bytes was read";
     } catch (const DeserializationError&) {
     } catch (const InvalidSequence&) {
@@ -132,11 +117,12 @@ TEST_F(BucketTextForms, DumpPrintsTheFieldsAndValues) {
   const std::string fileName = ascii(bucket->getFileName());
   testing::internal::CaptureStdout();
   bucket->dump();
+  const std::string head = "\r\nfullName_       /a/b\r\nshorName_       b\r\n";
+  const std::string digests = "digest_         " + ascii(digest) + "\r\nparent_         " +
+                              ascii(parent) + "\r\nfileName_       " + fileName + "\r\n";
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "\r\nfullName_       /a/b\r\nshorName_       b\r\n"
-            "digest_         " + ascii(digest) + "\r\nparent_         " + ascii(parent) +
-                "\r\nfileName_       " + fileName +
-                "\r\npersistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
+            head + digests +
+                "persistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
                 "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n");
 }
 

@@ -1,13 +1,12 @@
 // The memory cache: usage accounting, when a pass runs and how much it
 // drops, and the eviction order checked against a plain ordered insertion.
-#include "cache/BucketCache.h"
-
 #include <gtest/gtest.h>
 
 #include <list>
 #include <random>
 #include <vector>
 
+#include "cache/BucketCache.h"
 #include "cache/EvictionOrder.h"
 #include "support/BucketTesting.h"
 
@@ -46,7 +45,7 @@ std::vector<std::string> namesOf(const std::vector<BucketsByName::const_iterator
   return names;
 }
 
-// Buckets /b00, /b01, ... (and the root) stamped from a few whole seconds and
+// Buckets /b10, /b11, ... and the root, stamped from a few whole seconds and
 // fractions, so that equal ages are common and the subtracted fraction
 // reorders buckets a second apart.
 class EvictionOrder : public ::testing::Test {
@@ -77,7 +76,7 @@ TEST_F(EvictionOrder, MatchesOrderedInsertion) {
 }
 
 // Through the cache itself: with a budget of 0 every add beyond 20 buckets
-// drops exactly the first bucket of the reference order.
+// drops exactly the first bucket of the reference order, never the root.
 TEST_F(EvictionOrder, CacheDropsTheReferenceFirst) {
   const BucketsByName buckets = stampedBuckets(7, 40, false);
   TestClock::set(now.seconds, now.fraction);
@@ -142,22 +141,6 @@ TEST(BucketCache, PassRunsFromTheTwentyFirstBucketAndStopsAtAQuarter) {
   EXPECT_EQ(cache->getNumBuckets(), 20u);
   EXPECT_EQ(cache->getUsage(), before);
   EXPECT_EQ(status.code, 0);
-}
-
-// A budget of 0 drops exactly one bucket per pass: the youngest, unless it
-// is the root.
-TEST(BucketCache, ZeroBudgetDropsOneBucketPerPassButNeverTheRoot) {
-  TestClock clock(100);
-  CachePtr cache(new BucketCache(0));
-  for (int i = 0; i < 20; ++i) {
-    TestClock::set(100 + i);
-    cache->addBucket(newBucket(wide("/b" + std::to_string(10 + i))).get(), false, nullptr);
-  }
-  TestClock::set(200);
-  cache->addBucket(newBucket(u"/").get(), false, nullptr);
-  EXPECT_EQ(cache->getNumBuckets(), 20u);
-  EXPECT_TRUE(cache->hasBucket(u"/"));
-  EXPECT_FALSE(cache->hasBucket(u"/b29")) << "the youngest other bucket";
 }
 
 }  // namespace

@@ -1,12 +1,11 @@
 // The update cache: the removed set, no eviction, and the commit step
 // against a recording store and a recording memory cache.
-#include "cache/BucketUpdateCache.h"
-
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
+#include "cache/BucketUpdateCache.h"
 #include "support/BucketTesting.h"
 #include "support/RecordingBucketStore.h"
 

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -40,6 +42,36 @@ Bytes recordOf(T& object) {
   object.serialize(cursor, out.data() + out.size());
   EXPECT_EQ(cursor, out.data() + out.size()) << "serializationSize is exact";
   return out;
+}
+
+// Reads the first `length` bytes of `record` into a bucket or collection from
+// a heap block of exactly that size, so that a read past its end is caught by
+// the address sanitizer. A successful read must consume all of them, and a
+// failed one must leave the cursor where it was.
+template <class T>
+void readFrom(T& object, const Bytes& record, std::size_t length) {
+  std::unique_ptr<std::uint8_t[]> block(new std::uint8_t[length]);
+  if (length != 0) std::memcpy(block.get(), record.data(), length);
+  const std::uint8_t* cursor = block.get();
+  try {
+    object.deserialize(cursor, block.get() + length);
+  } catch (...) {
+    EXPECT_EQ(cursor, block.get()) << "a failed read leaves the cursor";
+    throw;
+  }
+  EXPECT_EQ(cursor, block.get() + length);
+}
+
+template <class T>
+void readFrom(T& object, const Bytes& record) {
+  readFrom(object, record, record.size());
+}
+
+// A new bucket read from `record`.
+inline BucketPtr bucketFrom(const Bytes& record) {
+  BucketPtr bucket(new Bucket());
+  readFrom(*bucket, record);
+  return bucket;
 }
 
 // While a TestClock lives, buckets are stamped with the time it is set to.
