@@ -230,6 +230,10 @@ bool BucketManager::commit(TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
   guardedRun(status, [&] { updateCache_->applyTo(*memoryCache_, *store_, status); });
   updateOpen_ = false;
+  // The memory cache took the changed buckets before the store wrote them;
+  // after a failed commit it would show what is not on disk, so it starts
+  // again from the store.
+  if (failed(status)) memoryCache_->clearBuckets();
   if (callbacks_ && !failed(status)) callbacks_->postCommit(directory_);
   return true;
 }

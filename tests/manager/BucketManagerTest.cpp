@@ -12,6 +12,7 @@
 
 #include "manager/CallbackLibrary.h"
 #include "manager/RegistryCheck.h"
+#include "support/FaultyOs.h"
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/tarnhive/IBucket.h"
@@ -138,6 +139,30 @@ TEST_F(BucketManagerTest, StartupComparisonWithoutAFileNameFails) {
   EXPECT_EQ(status.code, 0);
   EXPECT_EQ(readText(dir_.path("debugResults.txt")), "file compare failed\r\n");
   EXPECT_TRUE(fs::exists(dir_.path("temp_")));
+}
+
+TEST_F(BucketManagerTest, FailedCommitShowsNothingOfItsChanges) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  ASSERT_EQ(status.code, 0);
+  Guid token;
+  ASSERT_TRUE(manager->acquireLock(&token, &status));
+  ASSERT_TRUE(manager->beginUpdate(token, &status));
+  IBucket* made = nullptr;
+  manager->newBucket(&made, u"/lost", &status);
+  RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(made);
+  ASSERT_TRUE(manager->writeBucket(bucket.get(), false, token, &status));
+  TarnhiveStatus commit;
+  {
+    test::FaultyOs faults;
+    faults.failAt(1);
+    EXPECT_TRUE(manager->commitUpdate(token, &commit));
+  }
+  EXPECT_EQ(commit.code, kOSERROR);
+  IBucket* found = nullptr;
+  EXPECT_FALSE(manager->getBucketByName(&found, u"/lost", &status));
+  EXPECT_EQ(status.code, kWBUCKETNOTFOUND);
+  EXPECT_TRUE(manager->releaseLock(token, &status));
 }
 
 TEST_F(BucketManagerTest, NameHelpers) {

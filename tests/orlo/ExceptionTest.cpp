@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #include "vesk/orlo/osdep/OSException.h"
@@ -15,39 +14,6 @@ namespace vesk::orlo {
 namespace {
 
 using namespace exception;
-
-struct Expected {
-  std::shared_ptr<Exception> error;
-  const char* text;
-  std::uint32_t code;
-};
-
-TEST(ExceptionTest, MessagesAndCodes) {
-  const std::vector<Expected> table = {
-      {std::make_shared<Exception>(), "unspecified exception", 0xFFFFFFFFu},
-      {std::make_shared<OutOfRange>(), "Out of range", 0x8ABC7007u},
-      {std::make_shared<OutOfRange2>("x"), "Out of range: x", 0x8ABC7007u},
-      {std::make_shared<ObjectAlreadyExists>(), "Object already exists", 0x8ABC7009u},
-      {std::make_shared<InvalidOperation>(), "Invalid operation", 0x8ABC700Eu},
-      {std::make_shared<InvalidArgument>(), "Invalid argument(s)", 0x8ABC700Fu},
-      {std::make_shared<InitializationFailure>(), "Initialization failed", 0x8ABC7010u},
-      {std::make_shared<DeserializationError>(), "Failed to deserialize", 0x8ABC7014u},
-      {std::make_shared<BufferOverflow>(), "Buffer overflowed", 0x8ABC7017u},
-      {std::make_shared<AccessDenied>("/etc/x"), "Access denied: /etc/x", 0x8ABC7019u},
-      {std::make_shared<InvalidLocale>(), "Invalid locale", 0x8ABC7024u},
-      {std::make_shared<InvalidSequence>(), "Invalid UTF8 encoding sequence", 0x8ABC7030u},
-      {std::make_shared<UnableToConvert>(), "Unable to convert.", 0x8ABC7034u},
-      {std::make_shared<NotImplemented>(), "Not implemented", 0x80004001u},
-      {std::make_shared<osdep::NotResolvedException>(),
-       "Not able to resolve the network name or address", 0xFFFFFFFFu},
-  };
-  for (const auto& row : table) {
-    EXPECT_STREQ(row.error->what(), row.text);
-    EXPECT_EQ(row.error->errorCode(), row.code) << row.text;
-    EXPECT_EQ(row.error->sourceFile(), nullptr);
-    EXPECT_EQ(row.error->sourceLine(), 0u);
-  }
-}
 
 TEST(ExceptionTest, RaiseAttachesTheLocationAndKeepsTheMessage) {
   try {
