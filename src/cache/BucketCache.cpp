@@ -40,16 +40,8 @@ bool BucketCache::addCounted(IBucket& bucket, std::uint32_t memUsage, bool overw
 }
 
 void BucketCache::addBucket(IBucket* bucket, const bool& overwrite, TarnhiveStatus* status) {
-  if (failed(status)) return;
-  if (bucket == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return;
-  }
-  guardedRun(status, [&] {
-    const std::uint32_t memUsage = memUsageOf(*bucket);
-    CriticalSectionLock hold(lock_);
-    if (!addCounted(*bucket, memUsage, overwrite, status)) return;
-    evictIfNeeded();
+  addUnderLock(bucket, status, [&](std::uint32_t memUsage) {
+    if (addCounted(*bucket, memUsage, overwrite, status)) evictIfNeeded();
   });
 }
 

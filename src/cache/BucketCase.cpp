@@ -92,14 +92,7 @@ void BucketCase::clearBuckets() {
 }
 
 void BucketCase::addBucket(IBucket* bucket, const bool& overwrite, TarnhiveStatus* status) {
-  if (failed(status)) return;
-  if (bucket == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return;
-  }
-  guardedRun(status, [&] {
-    const std::uint32_t memUsage = memUsageOf(*bucket);
-    CriticalSectionLock hold(lock_);
+  addUnderLock(bucket, status, [&](std::uint32_t memUsage) {
     std::uint32_t replacedUse = 0;
     insertOrReplace(*bucket, memUsage, overwrite, status, replacedUse);
   });

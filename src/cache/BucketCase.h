@@ -26,6 +26,7 @@
 #include "bucket/EnumerationCursors.h"
 #include "bucket/TarnhiveAtomicInt.h"
 #include "cache/BucketMaps.h"
+#include "entry/StatusGuard.h"
 #include "vesk/orlo/DLLAlloced.h"
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
@@ -85,6 +86,24 @@ class BucketCase
   // The sum of the recorded uses, in wrapping 32-bit arithmetic.
   // REQUIRES: lock_ is held.
   std::uint32_t recordedUse() const noexcept;
+
+  // The frame that every addBucket shares: nothing on a negative status,
+  // kNULLARGUMENT for a null bucket, the bucket's memory use taken before the
+  // lock, then `add(memUsage)` under the lock with exceptions turned into
+  // codes.
+  template <class Add>
+  void addUnderLock(IBucket* bucket, TarnhiveStatus* status, Add&& add) {
+    if (failed(status)) return;
+    if (bucket == nullptr) {
+      setStatus(status, kNULLARGUMENT);
+      return;
+    }
+    guardedRun(status, [&] {
+      const std::uint32_t memUsage = memUsageOf(*bucket);
+      orlo::osdep::CriticalSectionLock hold(lock_);
+      add(memUsage);
+    });
+  }
 
   orlo::osdep::CriticalSection lock_;
   BucketsByName byName_;

@@ -31,14 +31,7 @@ void BucketUpdateCache::clearBuckets() {
 }
 
 void BucketUpdateCache::addBucket(IBucket* bucket, const bool& overwrite, TarnhiveStatus* status) {
-  if (failed(status)) return;
-  if (bucket == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return;
-  }
-  guardedRun(status, [&] {
-    const std::uint32_t memUsage = memUsageOf(*bucket);
-    CriticalSectionLock hold(lock_);
+  addUnderLock(bucket, status, [&](std::uint32_t memUsage) {
     removed_.erase(bucket->getFullName());
     addCounted(*bucket, memUsage, overwrite, status);
   });
