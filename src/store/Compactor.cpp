@@ -117,16 +117,40 @@ void writeNewCommitMark(StoreState& state, std::int64_t end) {
   writeMarkFile(state.newMarkPath, end);
 }
 
+// Takes back the first `done` renames of a switch that failed, newest
+// first, so that the old file and its mark are in force again. Best effort:
+// what cannot be taken back is repaired by the next open.
+void undoSwitch(StoreState& state, int done) noexcept {
+  TarnhiveStatus ignored;
+  const orlo::WideString mark = commitMarkPath(state, state.commitMarkNumber);
+  if (done >= 3) storeRun(&ignored, [&] { path::rename(state.registryPath, state.registryPath1); });
+  if (done >= 2) storeRun(&ignored, [&] { path::rename(state.oldMarkPath, mark); });
+  if (done >= 1) storeRun(&ignored, [&] { path::rename(state.registryPath2, state.registryPath); });
+  storeRun(&ignored, [&] { state.file.open(state.registryPath, BinaryFile::kREADWRITE); });
+}
+
 // Puts the compacted file in place. A crash between any two steps is
-// repaired by the next open.
+// repaired by the next open; a failed step in a living process is taken
+// back at once.
 void switchFiles(StoreState& state) {
-  state.file.close();
-  path::rename(state.registryPath, state.registryPath2);
-  path::rename(commitMarkPath(state, state.commitMarkNumber), state.oldMarkPath);
-  path::rename(state.registryPath1, state.registryPath);
-  path::rename(state.newMarkPath, commitMarkPath(state, 1));
-  path::deleteFile(state.registryPath2);
-  path::deleteFile(state.oldMarkPath);
+  int done = 0;
+  try {
+    state.file.close();
+    path::rename(state.registryPath, state.registryPath2);
+    done = 1;
+    path::rename(commitMarkPath(state, state.commitMarkNumber), state.oldMarkPath);
+    done = 2;
+    path::rename(state.registryPath1, state.registryPath);
+    done = 3;
+    path::rename(state.newMarkPath, commitMarkPath(state, 1));
+  } catch (...) {
+    undoSwitch(state, done);
+    throw;
+  }
+  // The compacted file and its mark are in force. The old file and mark are
+  // left-overs: should they stay, the next open removes them.
+  path::deleteFile(state.registryPath2, true);
+  path::deleteFile(state.oldMarkPath, true);
   state.fileSize = orlo::osdep::GetFileSize(state.registryPath);
   state.file.open(state.registryPath, BinaryFile::kREADWRITE);
 }
