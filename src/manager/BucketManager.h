@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
 
 #include "manager/CallbackLibrary.h"
 #include "manager/Options.h"
@@ -19,6 +20,7 @@
 #include "vesk/orlo/osdep/CriticalSection.h"
 #include "vesk/orlo/osdep/Mutex.h"
 #include "vesk/tarnhive/Export.h"
+#include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"
 
 namespace vesk::tarnhive {
@@ -152,11 +154,14 @@ class BucketManager
   // The client-facing lookup: the memory cache, then the store (which fills
   // the memory cache). Null and kWBUCKETNOTFOUND when nowhere.
   orlo::RefPtr<IBucket> lookUp(const Digest& digest, TarnhiveStatus* status);
-  bool collectTree(const Digest& digest, IBucketCase& collection, bool first,
+  // The walks over child links carry the digests they have visited: links
+  // are values a client may set to anything, cycles included.
+  using Visited = std::set<Digest>;
+  bool collectTree(const Digest& digest, IBucketCase& collection, bool first, Visited& visited,
                    TarnhiveStatus* status);
-  void writeTree(IBucket& bucket, bool recursive, TarnhiveStatus* status);
+  void writeTree(IBucket& bucket, bool recursive, Visited& visited, TarnhiveStatus* status);
   void linkIntoParent(IBucket& bucket, TarnhiveStatus* status);
-  void deleteTree(const WideString& fullName, TarnhiveStatus* status);
+  void deleteTree(const WideString& fullName, Visited& visited, TarnhiveStatus* status);
   void unlinkFromParent(const WideString& fullName, TarnhiveStatus* status);
   bool hasStore() const noexcept { return store_ != nullptr; }
 

@@ -105,7 +105,8 @@ bool BucketManager::collectBucketByName(const WideString& fullName, IBucketCase*
 }
 
 bool BucketManager::collectTree(const Digest& digest, IBucketCase& collection, bool first,
-                                TarnhiveStatus* status) {
+                                Visited& visited, TarnhiveStatus* status) {
+  if (!visited.insert(digest).second) return true;
   orlo::RefPtr<IBucket> bucket = findBucket(digest, status);
   if (failed(status)) return false;
   if (!bucket) {
@@ -120,7 +121,7 @@ bool BucketManager::collectTree(const Digest& digest, IBucketCase& collection, b
   Digest child;
   bool more = copy->enumFirstChild(child, handle);
   while (more && !failed(status)) {
-    collectTree(child, collection, false, status);
+    collectTree(child, collection, false, visited, status);
     more = copy->enumNextChild(child, handle, status);
   }
   copy->closeEnumeration(handle);
@@ -136,7 +137,10 @@ bool BucketManager::getBucketTree(const WideString& fullName, IBucketCase* colle
   }
   orlo::osdep::CriticalSectionLock hold(guard_);
   return guardedCall(status, false,
-                     [&] { return collectTree(Digest(fullName), *collection, true, status); });
+                     [&] {
+                       Visited visited;
+                       return collectTree(Digest(fullName), *collection, true, visited, status);
+                     });
 }
 
 bool BucketManager::bucketExists(const WideString& fullName, TarnhiveStatus* status) {

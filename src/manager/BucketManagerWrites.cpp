@@ -42,6 +42,13 @@ bool isRoot(const orlo::WideString& fullName) {
   return orlo::equalsIgnoreCase(fullName, kRoot);
 }
 
+// True when `name` lies below `ancestor` ("/a/b" below "/a"), ignoring case.
+bool isBelow(const orlo::WideString& name, const orlo::WideString& ancestor) {
+  const std::uint32_t n = ancestor.length();
+  if (name.length() <= n + 1 || name[n] != u'/') return false;
+  return orlo::equalsIgnoreCase(name.substring(0, n), ancestor);
+}
+
 }  // namespace
 
 void BucketManager::linkIntoParent(IBucket& bucket, TarnhiveStatus* status) {
@@ -62,7 +69,9 @@ void BucketManager::linkIntoParent(IBucket& bucket, TarnhiveStatus* status) {
   if (!failed(status)) linkIntoParent(*changed, status);
 }
 
-void BucketManager::writeTree(IBucket& bucket, bool recursive, TarnhiveStatus* status) {
+void BucketManager::writeTree(IBucket& bucket, bool recursive, Visited& visited,
+                              TarnhiveStatus* status) {
+  if (!visited.insert(bucket.getDigest()).second) return;
   orlo::RefPtr<IBucket> copy(new Bucket(bucket));
   const bool overwrite = true;
   updateCache_->addBucket(copy.get(), overwrite, status);
@@ -75,7 +84,7 @@ void BucketManager::writeTree(IBucket& bucket, bool recursive, TarnhiveStatus* s
   while (more && !failed(status)) {
     step(status, [&](TarnhiveStatus* own) {
       orlo::RefPtr<IBucket> found = findBucket(child, own);
-      if (found) writeTree(*found, true, own);
+      if (found) writeTree(*found, true, visited, own);
     });
     more = copy->enumNextChild(child, handle, status);
   }
@@ -95,7 +104,8 @@ bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
     return false;
   }
   return guardedCall(status, false, [&] {
-    writeTree(*bucket, flag, status);
+    Visited visited;
+    writeTree(*bucket, flag, visited, status);
     return !failed(status);
   });
 }
@@ -148,12 +158,16 @@ std::vector<orlo::WideString> childNamesOf(IBucket& bucket, TarnhiveStatus* stat
   return children;
 }
 
-void BucketManager::deleteTree(const WideString& fullName, TarnhiveStatus* status) {
+void BucketManager::deleteTree(const WideString& fullName, Visited& visited,
+                                TarnhiveStatus* status) {
+  if (!visited.insert(Digest(fullName)).second) return;
   orlo::RefPtr<IBucket> bucket = findBucket(Digest(fullName), status);
   if (failed(status)) return;
   if (bucket) {
     for (const WideString& child : childNamesOf(*bucket, status)) {
-      step(status, [&](TarnhiveStatus* own) { deleteTree(child, own); });
+      // A link to anything but a descendant is not part of the subtree.
+      if (!isBelow(child, fullName)) continue;
+      step(status, [&](TarnhiveStatus* own) { deleteTree(child, visited, own); });
     }
   }
   memoryCache_->removeBucket(fullName);
@@ -180,7 +194,8 @@ bool BucketManager::deleteBucket(const WideString& fullName, const Guid& token,
   }
   return guardedCall(status, false, [&] {
     unlinkFromParent(fullName, status);
-    deleteTree(fullName, status);
+    Visited visited;
+    deleteTree(fullName, visited, status);
     return !failed(status);
   });
 }
