@@ -98,40 +98,31 @@ TEST(BucketRecord, EveryTruncationFailsWithoutReadingOrWritingPastTheEnd) {
   EXPECT_THROW(bucket->deserialize(none, record.data()), DeserializationError);
 }
 
-// The dump and the text share their values' text and differ in their heads.
-class BucketTextForms : public ::testing::Test {
- protected:
-  void SetUp() override {
-    TarnhiveStatus status;
-    bucket->setInt32(u"k", 5, &status, false);
-    bucket->setString(u"S", u"text", &status, false);
-    Digest(WideString(u"/a/b")).getString(digest);
-    Digest(WideString(u"/a")).getString(parent);
-  }
+// The dump and the text share their values' text and differ in their heads:
+// the text has a rule and no parent or file name, and spells the short name
+// in full.
+TEST(BucketTextForms, DumpAndText) {
   BucketPtr bucket = newBucket(u"/a/b", false);
-  WideString digest;
-  WideString parent;
-};
+  TarnhiveStatus status;
+  bucket->setInt32(u"k", 5, &status, false);
+  bucket->setString(u"S", u"text", &status, false);
+  WideString digest, parent;
+  Digest(WideString(u"/a/b")).getString(digest);
+  Digest(WideString(u"/a")).getString(parent);
+  const std::string tail =
+      "persistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
+      "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n";
 
-TEST_F(BucketTextForms, DumpPrintsTheFieldsAndValues) {
   const std::string fileName = ascii(bucket->getFileName());
   testing::internal::CaptureStdout();
   bucket->dump();
-  const std::string head = "\r\nfullName_       /a/b\r\nshorName_       b\r\n";
-  const std::string digests = "digest_         " + ascii(digest) + "\r\nparent_         " +
-                              ascii(parent) + "\r\nfileName_       " + fileName + "\r\n";
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            head + digests +
-                "persistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
-                "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n");
-}
-
-TEST_F(BucketTextForms, TextHasNoParentOrFileName) {
+            "\r\nfullName_       /a/b\r\nshorName_       b\r\ndigest_         " + ascii(digest) +
+                "\r\nparent_         " + ascii(parent) + "\r\nfileName_       " + fileName +
+                "\r\n" + tail);
   EXPECT_EQ(ascii(bucket->toText()),
             "\r\n" + std::string(51, '=') + "\r\nfullName_       /a/b\r\nshortName_      b\r\n" +
-                "digest_         " + ascii(digest) +
-                "\r\npersistentFlag_ false\r\nversion_        0\r\nmodified_       true\r\n"
-                "numKeys         2\r\n[0] k = 5\r\n[1] S = text\r\n");
+                "digest_         " + ascii(digest) + "\r\n" + tail);
 }
 
 }  // namespace

@@ -147,7 +147,9 @@ TEST_F(BucketMerge, LeavesItsCursorInTheSource) {
   EXPECT_EQ(target->openEnumeration(), 3u) << "the merge took handle 2";
 }
 
-TEST(BucketCopy, KeepsValuesFlagsAndModifiedState) {
+// A copy keeps values, flags and the modified state; equal buckets need the
+// exact name and equal values.
+TEST(BucketCopyAndEquality, CopiesKeepEverythingAndEqualityNeedsTheExactName) {
   BucketPtr fresh = newBucket(u"/c", false);
   TarnhiveStatus status;
   fresh->setString(u"s", u"text", &status, false);
@@ -158,13 +160,10 @@ TEST(BucketCopy, KeepsValuesFlagsAndModifiedState) {
     EXPECT_EQ(copy->isModified(), source->isModified());
     EXPECT_EQ(copy->getPersistentFlag(), source->getPersistentFlag());
   }
-}
 
-TEST(BucketEquality, NeedsTheExactNameAndEqualValues) {
   BucketPtr a = newBucket(u"/e");
   BucketPtr b = newBucket(u"/e");
   BucketPtr otherSpelling = newBucket(u"/E");
-  TarnhiveStatus status;
   for (Bucket* bucket : {a.get(), b.get(), otherSpelling.get()}) {
     bucket->setInt32(u"k", 1, &status, true);
   }

@@ -66,17 +66,15 @@ TEST(BucketCase, EnumeratesInNameOrderUntilAChange) {
   EXPECT_EQ(status.code, kNOTINCOLLECTION);
 }
 
-TEST(BucketCaseRecord, EmptyIsEightBytesAndANegativeCountReadsNothing) {
+// An empty collection is eight bytes and a negative count reads nothing. Of
+// two records of one name the first stays; every truncation fails.
+TEST(BucketCaseRecord, RoundTripKeepsTheFirstOfEachName) {
   CasePtr collection(new BucketCase());
   EXPECT_EQ(recordOf(*collection), (Bytes{1, 0, 0, 0, 0, 0, 0, 0}));
   collection->addBucket(newBucket(u"/x").get(), false, nullptr);
   readFrom(*collection, Bytes{7, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF}, 8);
   EXPECT_EQ(collection->getNumBuckets(), 0u);
-}
 
-// Of two records of one name the first stays; every truncation fails.
-TEST(BucketCaseRecord, RoundTripKeepsTheFirstOfEachName) {
-  CasePtr collection(new BucketCase());
   TarnhiveStatus status;
   BucketPtr upper = newBucket(u"/B");
   upper->setString(u"s", u"text", &status, false);

@@ -40,28 +40,32 @@ TEST(StatusGuardTest, ConvertsEachKindOfException) {
   EXPECT_EQ(codeFor(42), kINTERNALERROR);
 }
 
-TEST(StatusGuardTest, NegativeCodeMakesTheOperationANoOp) {
-  TarnhiveStatus status;
-  status.code = kOUTOFMEMORY;
-  attachMessage(status);
+// A negative code makes the operation a no-op that leaves the record alone;
+// a warning does not stop it, and success writes nothing. A null record is
+// tolerated.
+TEST(StatusGuardTest, StatusDiscipline) {
+  TarnhiveStatus failed;
+  failed.code = kOUTOFMEMORY;
+  attachMessage(failed);
   bool ran = false;
-  EXPECT_EQ(guardedCall(&status, -1, [&] {
+  EXPECT_EQ(guardedCall(&failed, -1, [&] {
               ran = true;
               return 5;
             }),
             -1);
   EXPECT_FALSE(ran);
-  EXPECT_EQ(status.code, kOUTOFMEMORY);
-  ASSERT_NE(status.message, nullptr) << "not even the message changes";
-}
+  EXPECT_EQ(failed.code, kOUTOFMEMORY);
+  ASSERT_NE(failed.message, nullptr) << "not even the message changes";
 
-TEST(StatusGuardTest, WarningCodeDoesNotStopAndSuccessWritesNothing) {
-  TarnhiveStatus status;
-  status.code = kWVALUEREPLACED;
-  EXPECT_EQ(guardedCall(&status, 0, [] { return 9; }), 9);
-  EXPECT_EQ(status.code, kWVALUEREPLACED);
-  guardedRun(&status, [] {});
-  EXPECT_EQ(status.code, kWVALUEREPLACED);
+  TarnhiveStatus warned;
+  warned.code = kWVALUEREPLACED;
+  EXPECT_EQ(guardedCall(&warned, 0, [] { return 9; }), 9);
+  EXPECT_EQ(warned.code, kWVALUEREPLACED);
+  guardedRun(&warned, [] {});
+  EXPECT_EQ(warned.code, kWVALUEREPLACED);
+
+  setStatus(nullptr, kOSERROR);
+  EXPECT_EQ(guardedCall(static_cast<TarnhiveStatus*>(nullptr), 0, []() -> int { throw 1; }), 0);
 }
 
 TEST(StatusGuardTest, LockCallReleasesAndRethrowsForeignExceptionsOnly) {
@@ -75,11 +79,6 @@ TEST(StatusGuardTest, LockCallReleasesAndRethrowsForeignExceptionsOnly) {
       &status, false, []() -> bool { throw osdep::PosixError(EINTR); }, [&] { ++cleanups; }));
   EXPECT_EQ(cleanups, 1);
   EXPECT_EQ(status.code, kOSERROR);
-}
-
-TEST(StatusGuardTest, NullRecordIsTolerated) {
-  setStatus(nullptr, kOSERROR);
-  EXPECT_EQ(guardedCall(static_cast<TarnhiveStatus*>(nullptr), 0, []() -> int { throw 1; }), 0);
 }
 
 }  // namespace

@@ -31,27 +31,25 @@ TEST(StringBaseTest, AssignmentShrinksBelowHalfAndKeepsOtherwise) {
   EXPECT_EQ(s.capacity(), 8u);
 }
 
-TEST(StringBaseTest, AssignFromItselfAndAppendFromItself) {
+TEST(StringBaseTest, SelfAssignmentSelfAppendAndEmbeddedZeros) {
   WideString s(u"abcdef");
   s.assign(s.data() + 2, 3);
   EXPECT_EQ(s, WideString(u"cde"));
   s.append(s);
   EXPECT_EQ(s, WideString(u"cdecde"));
   EXPECT_EQ(s.data()[s.length()], 0);
-}
 
-TEST(StringBaseTest, EmbeddedZeroUnitsCount) {
   const WChar units[] = {u'a', 0, u'b'};
-  WideString s(units, 3);
-  EXPECT_EQ(s.length(), 3u);
-  EXPECT_NE(s, WideString(u"a"));
-  EXPECT_GT(s.compare(WideString(u"a")), 0);
-  EXPECT_EQ(s.find(u'b'), 2u);
+  const WideString zeros(units, 3);
+  EXPECT_EQ(zeros.length(), 3u);
+  EXPECT_NE(zeros, WideString(u"a"));
+  EXPECT_GT(zeros.compare(WideString(u"a")), 0);
+  EXPECT_EQ(zeros.find(u'b'), 2u);
 }
 
 // --- substring and find -------------------------------------------------------
 
-TEST(StringBaseTest, SubstringOffsets) {
+TEST(StringBaseTest, SubstringAndFindOffsets) {
   const NarrowString s("hello");
   EXPECT_EQ(s.substring(1, 3), NarrowString("ell"));
   EXPECT_EQ(s.substring(2), NarrowString("llo"));
@@ -66,13 +64,10 @@ TEST(StringBaseTest, SubstringOffsets) {
     EXPECT_STREQ(e.sourceFile(), "vesk/orlo/StringBase");
     EXPECT_EQ(e.sourceLine(), 691u);
   }
-}
-
-TEST(StringBaseTest, FindFromPastTheEndIsNotFound) {
-  const NarrowString s("abca");
-  EXPECT_EQ(s.find('a', 1), 3u);
-  EXPECT_EQ(s.find('a', 4), NarrowString::kNotFound);
-  EXPECT_EQ(s.find('z'), NarrowString::kNotFound);
+  const NarrowString a("abca");
+  EXPECT_EQ(a.find('a', 1), 3u);
+  EXPECT_EQ(a.find('a', 4), NarrowString::kNotFound) << "from past the end";
+  EXPECT_EQ(a.find('z'), NarrowString::kNotFound);
 }
 
 // --- comparison ----------------------------------------------------------------
@@ -85,7 +80,7 @@ TEST(StringBaseTest, ExactComparisonIsUnsignedAndPrefixShorterIsLess) {
   EXPECT_NE(WideString(u"abc").compare(u"ABC"), 0);
 }
 
-TEST(StringBaseTest, IgnoreCaseComparison) {
+TEST(StringBaseTest, IgnoreCaseComparisonAndLowering) {
   EXPECT_EQ(compareIgnoreCase(WideString(u"abc"), WideString(u"ABC")), 0);
   EXPECT_EQ(compareIgnoreCase(WideString(u"\u00e9t\u00e9"), u"\u00c9T\u00c9"), 0);
   EXPECT_LT(compareIgnoreCase(WideString(u"ABC"), WideString(u"abd")), 0);
@@ -97,12 +92,9 @@ TEST(StringBaseTest, IgnoreCaseComparison) {
   EXPECT_GT(compareIgnoreCase(WideString(u"A"), WideString(u"_")), 0);
   // Surrogate units are left alone by the mapping.
   EXPECT_NE(compareIgnoreCase(WideString(u"\U0001F600"), WideString(u"\U0001F601")), 0);
-}
-
-TEST(StringBaseTest, ToLowerMapsEachUnit) {
-  WideString s(u"MiXeD \u00c4\u0130");
-  toLower(s);
-  EXPECT_EQ(s, WideString(u"mixed \u00e4i"));
+  WideString mixed(u"MiXeD \u00c4\u0130");
+  toLower(mixed);
+  EXPECT_EQ(mixed, WideString(u"mixed \u00e4i"));
 }
 
 // --- tokenizer ------------------------------------------------------------------
@@ -110,52 +102,32 @@ TEST(StringBaseTest, ToLowerMapsEachUnit) {
 std::vector<WideString> tokens(const WideString& text, const WideString& delims, bool empty) {
   WideTokenizer tokenizer(text, delims, empty);
   std::vector<WideString> out;
-  while (tokenizer.hasMoreTokens()) {
-    WideString token;
-    tokenizer.nextToken(token);
-    out.push_back(token);
-  }
+  for (WideString token; tokenizer.hasMoreTokens(); out.push_back(token)) tokenizer.nextToken(token);
   return out;
 }
 
-TEST(TokenizerTest, SkipsRunsAndLeadingDelimitersWithoutEmptyTokens) {
-  const auto parts = tokens(u"//a//b/c/", u"/", false);
-  ASSERT_EQ(parts.size(), 3u);
-  EXPECT_EQ(parts[0], WideString(u"a"));
-  EXPECT_EQ(parts[1], WideString(u"b"));
-  EXPECT_EQ(parts[2], WideString(u"c"));
+// Runs and leading delimiters give no tokens unless empty tokens are asked for.
+TEST(TokenizerTest, EmptyTokensOnlyWhenAsked) {
+  using Tokens = std::vector<WideString>;
+  EXPECT_EQ(tokens(u"//a//b/c/", u"/", false), (Tokens{u"a", u"b", u"c"}));
   EXPECT_TRUE(tokens(u"///", u"/", false).empty());
+  EXPECT_EQ(tokens(u"a\\\\b", u"\\", true), (Tokens{u"a", u"", u"b"}));
 }
 
-TEST(TokenizerTest, ReturnsEmptyTokensWhenAsked) {
-  const auto parts = tokens(u"a\\\\b", u"\\", true);
-  ASSERT_EQ(parts.size(), 3u);
-  EXPECT_EQ(parts[0], WideString(u"a"));
-  EXPECT_TRUE(parts[1].empty());
-  EXPECT_EQ(parts[2], WideString(u"b"));
-}
+// --- string records ------------------------------------------------------------
 
-// --- narrow string record --------------------------------------------------------
-
-TEST(StringRecordTest, NarrowRecordBytes) {
-  Bytes buffer(16, 0xEE);
-  std::uint8_t* cursor = buffer.data();
-  writeNarrowRecord(NarrowString("ab"), cursor, buffer.data() + buffer.size());
-  EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 7), (Bytes{3, 0, 0, 0, 'a', 'b', 0}));
-  EXPECT_EQ(cursor - buffer.data(), 7);
-  EXPECT_EQ(narrowRecordSize(NarrowString("")), 5u);
-
-  cursor = buffer.data();
-  writeNarrowRecord(NarrowString(""), cursor, buffer.data() + 5);
-  EXPECT_EQ(Bytes(buffer.begin(), buffer.begin() + 5), (Bytes{1, 0, 0, 0, 0}));
-  std::uint8_t* tight = buffer.data();
-  EXPECT_THROW(writeNarrowRecord(NarrowString("ab"), tight, buffer.data() + 6),
-               exception::BufferOverflow);
-  EXPECT_EQ(tight, buffer.data());
-}
-
-TEST(StringRecordTest, NarrowReaderRejectsEveryMalformedRecord) {
+// The bytes of string records are checked with the values that hold strings.
+// A value checks the room for its whole record first and reads through a
+// cursor of its own, so the refusals and the untouched cursors of the record
+// functions are checked here.
+TEST(StringRecordTest, NarrowRecordRefusesShortSpaceAndEveryMalformedRecord) {
   const Bytes good{3, 0, 0, 0, 'a', 'b', 0};
+  Bytes space(good.size() - 1, 0xEE);
+  std::uint8_t* tight = space.data();
+  EXPECT_THROW(writeNarrowRecord(NarrowString("ab"), tight, space.data() + space.size()),
+               exception::BufferOverflow);
+  EXPECT_EQ(tight, space.data());
+  EXPECT_EQ(space, Bytes(good.size() - 1, 0xEE));
   for (std::size_t cut = 0; cut < good.size(); ++cut) {
     NarrowString s("keep");
     const std::uint8_t* cursor = good.data();

@@ -1,6 +1,6 @@
 // The fault seam of the file layer: counting operations, failing the k-th
-// one once or for good, tearing a write, and ending a forked child at the
-// k-th one.
+// one once or for good, tearing a write, and ending a forked child at each
+// operation in turn.
 #include "vesk/orlo/osdep/FileFaults.h"
 
 #include <gtest/gtest.h>
@@ -91,23 +91,23 @@ TEST_F(FileFaultsTest, TornWriteAppliesItsFirstBytes) {
   EXPECT_EQ(read("work"), "com");
 }
 
-TEST_F(FileFaultsTest, ChildEndsAtTheArmedOperation) {
-  const test::ChildExit end = test::runInChild([&] { writeAndPublish("v1"); }, 4);
-  EXPECT_TRUE(end.crashed);
-  EXPECT_EQ(read("work"), "v1") << "operations before the fourth were made";
-  EXPECT_FALSE(fs::exists(dir_.path("published")));
-}
-
+// A child ends at its k-th operation, after the ones before it were made.
 TEST_F(FileFaultsTest, CrashPointLoopVisitsEveryOperation) {
+  std::vector<std::string> work;
   std::vector<bool> published;
   const std::uint64_t runs = test::forEachCrashPoint(
-      [&] { fs::remove(dir_.path("published")); },
+      [&] {
+        fs::remove(dir_.path("work"));
+        fs::remove(dir_.path("published"));
+      },
       [&] { writeAndPublish("v1"); },
       [&](std::uint64_t k, const test::ChildExit& end) {
         EXPECT_EQ(end.crashed, k <= 5) << k;
+        work.push_back(read("work"));
         published.push_back(fs::exists(dir_.path("published")));
       });
   EXPECT_EQ(runs, 6u);
+  EXPECT_EQ(work, (std::vector<std::string>{"", "", "v1", "v1", "v1", ""}));
   EXPECT_EQ(published, (std::vector<bool>{false, false, false, false, false, true}));
 }
 

@@ -22,10 +22,7 @@ class MutexTest : public ::testing::Test {
  protected:
   void SetUp() override { ::setenv("VESK_TARNHIVE_LOCK_DIR", dir_.path().c_str(), 1); }
   void TearDown() override {
-    if (holder_ > 0) {
-      ::kill(holder_, SIGKILL);
-      ::waitpid(holder_, nullptr, 0);
-    }
+    if (holder_ > 0) killHolder();
     ::unsetenv("VESK_TARNHIVE_LOCK_DIR");
   }
 
