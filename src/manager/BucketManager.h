@@ -19,6 +19,7 @@
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
 #include "vesk/orlo/osdep/Mutex.h"
+#include "entry/StatusGuard.h"
 #include "vesk/tarnhive/Export.h"
 #include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"
@@ -164,6 +165,22 @@ class BucketManager
   void deleteTree(const WideString& fullName, Visited& visited, TarnhiveStatus* status);
   void unlinkFromParent(const WideString& fullName, TarnhiveStatus* status);
   bool hasStore() const noexcept { return store_ != nullptr; }
+  // The start of every operation that hands an object out: clears *out, and
+  // is false on a negative status, without a store when `needStore`, and
+  // (with kNULLARGUMENT) for a null `out`.
+  template <class T>
+  bool startOut(T** out, bool needStore, TarnhiveStatus* status) {
+    if (out != nullptr) *out = nullptr;
+    if (failed(status) || (needStore && !hasStore())) return false;
+    if (out == nullptr) {
+      setStatus(status, kNULLARGUMENT);
+      return false;
+    }
+    return true;
+  }
+  // The checks of writeBucket and writeBuckets: the changing operation's
+  // token and update, a non-null argument, and room in the store.
+  bool mayWrite(const Guid& token, const void* argument, TarnhiveStatus* status);
 
   template <class... Args>
   bool makeValue(IBucketValue** value, TarnhiveStatus* status, const Args&... args);

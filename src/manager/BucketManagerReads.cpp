@@ -59,12 +59,7 @@ orlo::RefPtr<IBucket> BucketManager::findBucket(const Digest& digest, TarnhiveSt
 }
 
 bool BucketManager::getBucket(IBucket** out, const Digest& digest, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status) || !hasStore()) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, true, status)) return false;
   return guardedCall(status, false, [&] {
     orlo::RefPtr<IBucket> found = lookUp(digest, status);
     return found && handOut(out, copyOf(*found));
@@ -152,24 +147,14 @@ bool BucketManager::bucketExists(const WideString& fullName, TarnhiveStatus* sta
 }
 
 bool BucketManager::newBucket(IBucket** out, const WideString& fullName, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status) || !hasStore()) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, true, status)) return false;
   return guardedCall(status, false,
                      [&] { return handOut(out, new (std::nothrow) Bucket(fullName, true)); });
 }
 
 bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool openIfExists,
                                  bool persistent, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status) || !hasStore()) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, true, status)) return false;
   if (bucketExists(fullName, status)) {
     return openIfExists && getBucketByName(out, fullName, status);
   }
@@ -180,22 +165,12 @@ bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool
 }
 
 bool BucketManager::newEmptyBucket(IBucket** out, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status) || !hasStore()) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, true, status)) return false;
   return guardedCall(status, false, [&] { return handOut(out, new (std::nothrow) Bucket()); });
 }
 
 bool BucketManager::newBucketCase(IBucketCase** out, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status)) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, false, status)) return false;
   BucketCase* collection = new (std::nothrow) BucketCase();
   if (collection == nullptr) {
     errno = ENOMEM;
@@ -206,12 +181,7 @@ bool BucketManager::newBucketCase(IBucketCase** out, TarnhiveStatus* status) {
 }
 
 bool BucketManager::newDigest(Digest** out, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status)) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, false, status)) return false;
   // A counted digest lives on the runtime heap; its allocation failure is
   // reported like any other.
   return guardedCall(status, false, [&] { return handOut(out, new Digest()); });

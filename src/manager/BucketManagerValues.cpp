@@ -11,12 +11,7 @@ namespace vesk::tarnhive {
 
 template <class... Args>
 bool BucketManager::makeValue(IBucketValue** out, TarnhiveStatus* status, const Args&... args) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status)) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, false, status)) return false;
   BucketValue* value = new (std::nothrow) BucketValue(args..., status);
   if (value == nullptr) {
     errno = ENOMEM;
@@ -94,12 +89,7 @@ bool BucketManager::newValue(IBucketValue** out, const Digest& digest, TarnhiveS
 }
 
 bool BucketManager::newValue(IBucketValue** out, TarnhiveStatus* status) {
-  if (out != nullptr) *out = nullptr;
-  if (failed(status)) return false;
-  if (out == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
+  if (!startOut(out, false, status)) return false;
   BucketValue* value = new (std::nothrow) BucketValue();
   if (value == nullptr) {
     errno = ENOMEM;

@@ -91,11 +91,9 @@ void BucketManager::writeTree(IBucket& bucket, bool recursive, Visited& visited,
   copy->closeEnumeration(handle);
 }
 
-bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
-                                TarnhiveStatus* status) {
-  orlo::osdep::CriticalSectionLock hold(guard_);
+bool BucketManager::mayWrite(const Guid& token, const void* argument, TarnhiveStatus* status) {
   if (!mayChange(token, true, status)) return false;
-  if (bucket == nullptr) {
+  if (argument == nullptr) {
     setStatus(status, kNULLARGUMENT);
     return false;
   }
@@ -103,6 +101,13 @@ bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
     setStatus(status, kDISKFULL);
     return false;
   }
+  return true;
+}
+
+bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
+                                TarnhiveStatus* status) {
+  orlo::osdep::CriticalSectionLock hold(guard_);
+  if (!mayWrite(token, bucket, status)) return false;
   return guardedCall(status, false, [&] {
     Visited visited;
     writeTree(*bucket, flag, visited, status);
@@ -113,15 +118,7 @@ bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
 bool BucketManager::writeBuckets(IBucketCase* collection, bool flag, const Guid& token,
                                  TarnhiveStatus* status) {
   orlo::osdep::CriticalSectionLock hold(guard_);
-  if (!mayChange(token, true, status)) return false;
-  if (collection == nullptr) {
-    setStatus(status, kNULLARGUMENT);
-    return false;
-  }
-  if (store_->isOverDiskLimit()) {
-    setStatus(status, kDISKFULL);
-    return false;
-  }
+  if (!mayWrite(token, collection, status)) return false;
   // A pass that the enumeration reports invalidated starts again; writing a
   // bucket twice does no harm. A collection that keeps changing under the
   // pass is given up on.
