@@ -14,7 +14,6 @@
 #include <string>
 
 #include "bucket/Bucket.h"
-#include "manager/Options.h"
 #include "store/SingleFileBucketStore.h"
 #include "vesk/orlo/StringConversion.h"
 
@@ -29,7 +28,7 @@ WideString wide(const std::string& text) {
   return vesk::orlo::toWide(vesk::orlo::NarrowString(text.c_str()));
 }
 
-// A fresh registry directory with options that never compact.
+// A fresh registry directory whose stores never compact.
 class Registry {
  public:
   explicit Registry(const std::string& name) {
@@ -40,14 +39,13 @@ class Registry {
     dir_ = root / ("tarnhive-bench-" + name + "-" + std::to_string(::getpid()));
     fs::remove_all(dir_);
     fs::create_directories(dir_);
-    std::ofstream(dir_ / "options.ini") << "[Tarnhive]\nDiskMaxRegistryFileSizeKB=2000000\n";
-    TarnhiveStatus status;
-    options_ = std::make_unique<Options>(wide((dir_ / "options.ini").string()), &status);
   }
   ~Registry() { fs::remove_all(dir_); }
 
   std::unique_ptr<SingleFileBucketStore> open() {
-    auto store = std::make_unique<SingleFileBucketStore>(wide(dir_.string()), *options_);
+    StoreLimits limits;
+    limits.diskLimitKB = 2000000;
+    auto store = std::make_unique<SingleFileBucketStore>(wide(dir_.string()), limits);
     TarnhiveStatus status;
     store->open(0, &status);
     return store;
@@ -55,7 +53,6 @@ class Registry {
 
  private:
   fs::path dir_;
-  std::unique_ptr<Options> options_;
 };
 
 std::string nameOf(int i) { return "/bench/bucket" + std::to_string(i); }

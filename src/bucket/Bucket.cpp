@@ -46,6 +46,11 @@ Bucket::Bucket(IBucket& source)
   modified_ = sourceModified;
 }
 
+Bucket::Bucket(IBucket& source, const WideString& fullName) : Bucket(source) {
+  fullName_ = fullName;
+  deriveNames();
+}
+
 Bucket::~Bucket() { values_.clear(); }
 
 void Bucket::deriveNames() {
@@ -175,19 +180,25 @@ bool Bucket::mergeFrom(IBucket* source, std::uint32_t mode, TarnhiveStatus* stat
 bool Bucket::copyValuesFrom(IBucket& source, bool overwrite, TarnhiveStatus* status) {
   const std::uint32_t handle = openEnumeration();
   bool stored = false;
+  std::int32_t refused = 0;
   WideString name;
   IBucketValue* value = nullptr;
   for (bool more = source.enumFirstValue(name, value, handle, status); more;
        more = source.enumNextValue(name, value, handle, status)) {
     TarnhiveStatus own;
     if (setValue(name, value, &own, overwrite)) stored = true;
-    if (own.code < 0 && own.code != kVALUEEXISTS) {
+    // A value of an unknown kind is refused and left out; the others are
+    // still copied.
+    if (own.code == kWRONGTYPE) {
+      refused = kWRONGTYPE;
+    } else if (own.code < 0 && own.code != kVALUEEXISTS) {
       setStatus(status, own.code);
       break;
     }
   }
   if (value != nullptr) value->release();
   closeEnumeration(handle);
+  if (refused != 0) setStatus(status, refused);
   return stored;
 }
 

@@ -50,6 +50,8 @@ class Bucket final
   // stamped with the current time and is modified exactly when the source
   // is.
   explicit Bucket(IBucket& source);
+  // The same copy under another full name, with the names derived from it.
+  Bucket(IBucket& source, const WideString& fullName);
   explicit Bucket(Bucket& source) : Bucket(static_cast<IBucket&>(source)) {}
   ~Bucket() override;
   Bucket(const Bucket&) = delete;

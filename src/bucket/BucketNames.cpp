@@ -1,11 +1,10 @@
-// Name derivation for buckets, built on the support library's tokenizer so
-// that every part of the system splits names the same way.
+// Name derivation for buckets. Names split as the support library's
+// tokenizer splits them (empty components skipped), in one pass.
 #include "bucket/BucketNames.h"
 
 #include <vector>
 
 #include "vesk/orlo/StringCase.h"
-#include "vesk/orlo/Tokenizer.h"
 
 namespace vesk::tarnhive {
 
@@ -13,13 +12,23 @@ using orlo::WideString;
 
 namespace {
 
-std::vector<WideString> componentsOf(const WideString& fullName) {
-  std::vector<WideString> components;
-  orlo::WideTokenizer tokens(fullName, WideString(kRootName), false);
-  while (tokens.hasMoreTokens()) {
-    WideString component;
-    tokens.nextToken(component);
-    components.push_back(component);
+// The components of `fullName`, as [begin, end) unit ranges, empty ones
+// skipped. One pass over the name: every derived name costs time linear in
+// its length, however many components it has.
+struct Component {
+  std::uint32_t begin;
+  std::uint32_t end;
+};
+
+std::vector<Component> componentsOf(const WideString& fullName) {
+  std::vector<Component> components;
+  const std::uint32_t n = fullName.length();
+  std::uint32_t at = 0;
+  while (at < n) {
+    while (at < n && fullName[at] == kNameSeparator) ++at;
+    const std::uint32_t begin = at;
+    while (at < n && fullName[at] != kNameSeparator) ++at;
+    if (at > begin) components.push_back({begin, at});
   }
   return components;
 }
@@ -27,17 +36,19 @@ std::vector<WideString> componentsOf(const WideString& fullName) {
 }  // namespace
 
 WideString shortNameOf(const WideString& fullName) {
-  const std::vector<WideString> components = componentsOf(fullName);
-  return components.empty() ? WideString() : components.back();
+  const std::vector<Component> components = componentsOf(fullName);
+  if (components.empty()) return WideString();
+  const Component last = components.back();
+  return fullName.substring(last.begin, last.end - last.begin);
 }
 
 WideString parentNameOf(const WideString& fullName) {
-  const std::vector<WideString> components = componentsOf(fullName);
+  const std::vector<Component> components = componentsOf(fullName);
   if (components.size() < 2) return WideString(kRootName);
   WideString parent;
   for (std::size_t i = 0; i + 1 < components.size(); ++i) {
     parent += kNameSeparator;
-    parent += components[i];
+    parent += fullName.substring(components[i].begin, components[i].end - components[i].begin);
   }
   return parent;
 }

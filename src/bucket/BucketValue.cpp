@@ -267,7 +267,8 @@ void BucketValue::setFloat64Array(const double* elements, std::uint32_t count,
 
 // Every block is made afresh through the setter of the source's kind. A
 // payload kind without its payload (left by a failed read) is copied as such,
-// so that the copy equals its source.
+// so that the copy equals its source. A kind beyond the known ones has no
+// setter: its copy stays kNOTSET, and a bucket refuses it.
 void BucketValue::copyFrom(const BucketValue& source, TarnhiveStatus* status) {
   const BucketValueType type = source.type_;
   const bool missing = source.pointer() == nullptr;
@@ -295,7 +296,7 @@ void BucketValue::copyFrom(const BucketValue& source, TarnhiveStatus* status) {
       if (payload::isNumericArray(type)) {
         return setRawArray(type, source.arrayData_, source.arrayCount_, status);
       }
-      // Scalars, kNOTSET and codes beyond the known kinds carry no block.
+      if (!payload::isScalar(type)) return;
       std::memcpy(scalar_, source.scalar_, sizeof scalar_);
       break;
   }

@@ -262,9 +262,11 @@ void BucketValue::readPayload(const std::uint8_t*& cursor, const std::uint8_t* e
 
 // A blob whose block cannot be had stops the read quietly: the value keeps
 // its kind and count without data (getBlob reports kNODATA) and the bytes
-// stay unread.
+// stay unread. As for arrays, the count is checked against the bytes left
+// first: a damaged count never asks for memory the record could not fill.
 void BucketValue::readBlob(const std::uint8_t*& cursor, const std::uint8_t* end) {
   const std::uint32_t n = orlo::serial::getU32(cursor, end);
+  if (n > static_cast<std::size_t>(end - cursor)) readFailed();
   payload::BlockPtr block(payload::allocate(n));
   if (block) orlo::serial::getBytes(cursor, end, block.get(), n);
   adoptPointer(kBLOB, block.release());

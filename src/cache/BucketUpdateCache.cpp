@@ -56,7 +56,8 @@ void BucketUpdateCache::deserialize(const std::uint8_t*& cursor, const std::uint
   recountUsage();
 }
 
-void BucketUpdateCache::applyTo(IBucketCase& target, IBucketStore& store, TarnhiveStatus* status) {
+void BucketUpdateCache::applyTo(IBucketCase& target, const CommitStep& commit,
+                                TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);
   const ClearOnExit clear(*this);
@@ -65,8 +66,13 @@ void BucketUpdateCache::applyTo(IBucketCase& target, IBucketStore& store, Tarnhi
     const bool overwrite = true;
     for (const auto& entry : byName_)
       target.addBucket(entry.second.bucket.get(), overwrite, status);
-    store.commit(byName_, removed_, status);
+    commit(byName_, removed_, status);
   });
+}
+
+bool BucketUpdateCache::isRemoved(const WideString& fullName) {
+  CriticalSectionLock hold(lock_);
+  return removed_.count(fullName) != 0;
 }
 
 NameSet BucketUpdateCache::getRemovedNames() {

@@ -13,15 +13,19 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "cache/BucketCache.h"
 #include "cache/BucketMaps.h"
-#include "store/IBucketStore.h"
 
 namespace vesk::tarnhive {
 
 class BucketUpdateCache : public BucketCache {
  public:
+  // Where a commit's changes go: the persistent store's commit.
+  using CommitStep =
+      std::function<void(const BucketsByName& written, const NameSet& deleted, TarnhiveStatus*)>;
+
   // The limit is kept and its usage counted for the manager to read; this
   // cache never evicts.
   explicit BucketUpdateCache(std::uint32_t sizeLimit) : BucketCache(sizeLimit) {}
@@ -38,15 +42,17 @@ class BucketUpdateCache : public BucketCache {
 
   // The commit step. Removes every removed name from `target` (in name
   // order), adds every held bucket to it with overwrite (in name order),
-  // hands the held buckets and the removed names to the store's commit, and
+  // hands the held buckets and the removed names to `commit`, and
   // empties this cache, whatever the target and the store reported. A code
   // left negative by the target does not stop the later steps; the store
   // decides what to do with it. Does nothing when the record already holds
   // an error.
-  void applyTo(IBucketCase& target, IBucketStore& store, TarnhiveStatus* status);
+  void applyTo(IBucketCase& target, const CommitStep& commit, TarnhiveStatus* status);
 
   // A copy of the removed set.
   NameSet getRemovedNames();
+  // True when `fullName` is in the removed set.
+  bool isRemoved(const WideString& fullName);
 
  private:
   NameSet removed_;

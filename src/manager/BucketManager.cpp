@@ -89,7 +89,10 @@ bool BucketManager::prepareDirectory(TarnhiveStatus* status) {
 // open or commit to the same directory meanwhile, so this runs under the
 // machine-wide lock.
 bool BucketManager::openStore(TarnhiveStatus* status) {
-  auto store = std::make_unique<SingleFileBucketStore>(directory_, *options_);
+  StoreLimits limits;
+  limits.indexLimitKB = options_->integerValue(kMEMORYINDICESSIZELIMITKB);
+  limits.diskLimitKB = options_->integerValue(kDISKMAXREGISTRYFILESIZEKB);
+  auto store = std::make_unique<SingleFileBucketStore>(directory_, limits);
   ProcessLockScope hold(processLock_);
   store->open(storeFlags_[0], status);
   if (failed(status)) return false;
@@ -149,7 +152,7 @@ bool BucketManager::takeLock(Guid* token, bool wait, TarnhiveStatus* status) {
     processLock_.unlock();
     return false;
   }
-  followOtherProcesses(status);
+  guardedRun(status, [&] { followOtherProcesses(status); });
   if (failed(status)) {
     lockToken_ = kNoLockToken;
     processLock_.unlock();
@@ -159,8 +162,14 @@ bool BucketManager::takeLock(Guid* token, bool wait, TarnhiveStatus* status) {
   return true;
 }
 
+// A reopen replaces what the caches were filled from, so they start again
+// whether or not it succeeded; a failed one is tried again at the next lock.
 void BucketManager::followOtherProcesses(TarnhiveStatus* status) {
-  if (store_->reopenIfChanged(status)) ensureRootBucket(status);
+  CriticalSectionLock fill(fillLock_);
+  if (!store_->reopenIfChanged(status)) return;
+  updateCache_->clearBuckets();
+  memoryCache_->clearBuckets();
+  ensureRootBucket(status);
 }
 
 bool BucketManager::tryAcquireLock(Guid* token, TarnhiveStatus* status) {
@@ -175,8 +184,11 @@ bool BucketManager::releaseLock(const Guid& token, TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
   CriticalSectionLock hold(guard_);
   updateOpen_ = false;
-  if (!(token == lockToken_) || lockToken_ == kNoLockToken) return false;
+  if (!(token == lockToken_)) return false;
+  // kNoLockToken while nobody holds the lock matches too: there is nothing
+  // to release then, and the call succeeds.
   updateCache_->clearBuckets();
+  if (lockToken_ == kNoLockToken) return true;
   lockToken_ = kNoLockToken;
   processLock_.unlock();
   return true;
@@ -228,12 +240,22 @@ bool BucketManager::commitUpdate(const Guid& token, TarnhiveStatus* status) {
 
 bool BucketManager::commit(TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
-  guardedRun(status, [&] { updateCache_->applyTo(*memoryCache_, *store_, status); });
+  {
+    CriticalSectionLock fill(fillLock_);
+    guardedRun(status, [&] {
+      updateCache_->applyTo(
+          *memoryCache_,
+          [&](const BucketsByName& written, const NameSet& deleted, TarnhiveStatus* result) {
+            store_->commit(written, deleted, result);
+          },
+          status);
+    });
+    // The memory cache took the changed buckets before the store wrote them;
+    // after a failed commit it would show what is not on disk, so it starts
+    // again from the store.
+    if (failed(status)) memoryCache_->clearBuckets();
+  }
   updateOpen_ = false;
-  // The memory cache took the changed buckets before the store wrote them;
-  // after a failed commit it would show what is not on disk, so it starts
-  // again from the store.
-  if (failed(status)) memoryCache_->clearBuckets();
   if (callbacks_ && !failed(status)) callbacks_->postCommit(directory_);
   return true;
 }

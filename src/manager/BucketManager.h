@@ -3,10 +3,21 @@
 // cache, the persistent store, the machine-wide lock and the optional
 // callback library.
 //
-// Lock order: the guard, then the update cache, then the memory cache or the
-// store, then a bucket. Across processes the machine-wide lock serialises
-// changes; it is held from acquireLock/tryAcquireLock to releaseLock, and
-// around the store's open at construction.
+// Lock order: the guard, then the fill lock, then the update cache, then the
+// memory cache or the store, then a bucket. Across processes the
+// machine-wide lock serialises changes; it is held from
+// acquireLock/tryAcquireLock to releaseLock, and around the store's open at
+// construction.
+//
+// The tree invariant: after every commit, every committed bucket other than
+// "/" is reachable from "/" through child links, and every child link names
+// a bucket that exists. The changing operations keep it: names are brought
+// to normal form before anything is stored, linked or looked up; writing a
+// bucket links it into its parent (making missing parents) and gives it the
+// child links that the manager holds for it, not those of the client's
+// copy; deleting a bucket deletes its subtree and unlinks it from its
+// parent. Tests check the invariant after every commit of long random
+// sequences of changes.
 #pragma once
 
 #include <cstdint>
@@ -152,6 +163,9 @@ class BucketManager
   // Lookups for the manager's own recursive operations: the update cache,
   // then the memory cache, then the store. Null when nowhere.
   orlo::RefPtr<IBucket> findBucket(const Digest& digest, TarnhiveStatus* status);
+  // The bucket of a name in normal form as the open update sees it: changed
+  // in it, deleted in it (null), or else as committed. Null when nowhere.
+  orlo::RefPtr<IBucket> pendingBucket(const WideString& normal, TarnhiveStatus* status);
   // The client-facing lookup: the memory cache, then the store (which fills
   // the memory cache). Null and kWBUCKETNOTFOUND when nowhere.
   orlo::RefPtr<IBucket> lookUp(const Digest& digest, TarnhiveStatus* status);
@@ -160,10 +174,12 @@ class BucketManager
   using Visited = std::set<Digest>;
   bool collectTree(const Digest& digest, IBucketCase& collection, bool first, Visited& visited,
                    TarnhiveStatus* status);
-  void writeTree(IBucket& bucket, bool recursive, Visited& visited, TarnhiveStatus* status);
-  void linkIntoParent(IBucket& bucket, TarnhiveStatus* status);
-  void deleteTree(const WideString& fullName, Visited& visited, TarnhiveStatus* status);
-  void unlinkFromParent(const WideString& fullName, TarnhiveStatus* status);
+  // The walks take names in normal form.
+  void writeTree(IBucket& source, const WideString& normal, bool recursive, Visited& visited,
+                 TarnhiveStatus* status);
+  void linkIntoParent(const WideString& normal, TarnhiveStatus* status);
+  void deleteTree(const WideString& normal, Visited& visited, TarnhiveStatus* status);
+  void unlinkFromParent(const WideString& normal, TarnhiveStatus* status);
   bool hasStore() const noexcept { return store_ != nullptr; }
   // The start of every operation that hands an object out: clears *out, and
   // is false on a negative status, without a store when `needStore`, and
@@ -192,6 +208,11 @@ class BucketManager
   orlo::osdep::Mutex processLock_;
   Guid lockToken_ = kNoLockToken;
   orlo::osdep::CriticalSection guard_;
+  // Held while the memory cache takes buckets from the store on a read, and
+  // while a commit or a reopen changes the memory cache and the store: a
+  // read can then never put an older copy over a newer one. Reads take it
+  // without the guard, which acquireLock holds while it waits.
+  orlo::osdep::CriticalSection fillLock_;
   bool updateOpen_ = false;
   std::unique_ptr<Options> options_;
   bool storeFlags_[7] = {false, false, false, false, false, false, false};

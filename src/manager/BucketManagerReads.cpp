@@ -9,6 +9,7 @@
 #include "cache/BucketUpdateCache.h"
 #include "entry/StatusGuard.h"
 #include "manager/BucketManager.h"
+#include "manager/NameRules.h"
 #include "store/SingleFileBucketStore.h"
 #include "vesk/tarnhive/Digest.h"
 
@@ -30,20 +31,35 @@ bool handOut(Interface** out, Object* object) {
 // A copy of `bucket` for a caller.
 Bucket* copyOf(IBucket& bucket) { return new Bucket(bucket); }
 
+// The name a new bucket gets: the normal form of a name; an empty name
+// stays empty (no bucket can be written under it).
+orlo::WideString clientNameOf(const orlo::WideString& fullName) {
+  return fullName.empty() ? fullName : normalizedNameOf(fullName);
+}
+
 }  // namespace
 
+// A miss fills the memory cache from the store under the fill lock, so that
+// a commit (which changes both under that lock) cannot come between the
+// load and the fill: the cache never takes an older copy than the store
+// holds, nor one of a bucket just deleted.
 orlo::RefPtr<IBucket> BucketManager::lookUp(const Digest& digest, TarnhiveStatus* status) {
   orlo::RefPtr<IBucket> bucket = orlo::RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
   if (!bucket) {
-    TarnhiveStatus storeStatus;
-    bucket = orlo::RefPtr<IBucket>::adopt(store_->loadBucket(digest, &storeStatus));
-    if (failed(&storeStatus)) {
-      setStatus(status, storeStatus.code);
-      return nullptr;
-    }
-    if (bucket) {
-      const bool overwrite = true;
-      memoryCache_->addBucket(bucket.get(), overwrite, status);
+    orlo::osdep::CriticalSectionLock fill(fillLock_);
+    bucket = orlo::RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
+    if (!bucket) {
+      TarnhiveStatus storeStatus;
+      bucket = orlo::RefPtr<IBucket>::adopt(store_->loadBucket(digest, &storeStatus));
+      if (failed(&storeStatus)) {
+        setStatus(status, storeStatus.code);
+        return nullptr;
+      }
+      if (bucket) {
+        const bool overwrite = false;
+        TarnhiveStatus fillStatus;
+        memoryCache_->addBucket(bucket.get(), overwrite, &fillStatus);
+      }
     }
   }
   if (!bucket) setStatus(status, kWBUCKETNOTFOUND);
@@ -72,7 +88,8 @@ bool BucketManager::getBucketByName(IBucket** out, const WideString& fullName,
     if (out != nullptr) *out = nullptr;
     return false;
   }
-  return guardedCall(status, false, [&] { return getBucket(out, Digest(fullName), status); });
+  return guardedCall(status, false,
+                     [&] { return getBucket(out, Digest(normalizedNameOf(fullName)), status); });
 }
 
 bool BucketManager::collectBucket(const Digest& digest, IBucketCase* collection,
@@ -96,7 +113,10 @@ bool BucketManager::collectBucketByName(const WideString& fullName, IBucketCase*
                                         TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
   return guardedCall(status, false,
-                     [&] { return collectBucket(Digest(fullName), collection, status); });
+                     [&] {
+                       return collectBucket(Digest(normalizedNameOf(fullName)), collection,
+                                            status);
+                     });
 }
 
 bool BucketManager::collectTree(const Digest& digest, IBucketCase& collection, bool first,
@@ -134,22 +154,25 @@ bool BucketManager::getBucketTree(const WideString& fullName, IBucketCase* colle
   return guardedCall(status, false,
                      [&] {
                        Visited visited;
-                       return collectTree(Digest(fullName), *collection, true, visited, status);
+                       return collectTree(Digest(normalizedNameOf(fullName)), *collection, true,
+                                          visited, status);
                      });
 }
 
 bool BucketManager::bucketExists(const WideString& fullName, TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
   return guardedCall(status, false, [&] {
-    if (memoryCache_->hasBucket(fullName)) return true;
-    return store_->containsName(fullName, status);
+    const WideString normal = normalizedNameOf(fullName);
+    if (memoryCache_->hasBucket(normal)) return true;
+    return store_->containsName(normal, status);
   });
 }
 
 bool BucketManager::newBucket(IBucket** out, const WideString& fullName, TarnhiveStatus* status) {
   if (!startOut(out, true, status)) return false;
-  return guardedCall(status, false,
-                     [&] { return handOut(out, new (std::nothrow) Bucket(fullName, true)); });
+  return guardedCall(status, false, [&] {
+    return handOut(out, new (std::nothrow) Bucket(clientNameOf(fullName), true));
+  });
 }
 
 bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool openIfExists,
@@ -160,7 +183,7 @@ bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool
   }
   if (failed(status)) return false;
   return guardedCall(status, false, [&] {
-    return handOut(out, new (std::nothrow) Bucket(fullName, persistent));
+    return handOut(out, new (std::nothrow) Bucket(clientNameOf(fullName), persistent));
   });
 }
 

@@ -1,25 +1,34 @@
 // The bucket manager's changing operations. They gather their effect in the
-// update cache until commitUpdate. Writing a bucket also links it into its
-// parent (making the parent when it does not exist yet), and with the
-// recursive flag writes its descendants again; deleting a bucket deletes its
-// descendants and removes its link from the parent. So the child links of
-// the tree always name buckets that exist.
+// update cache until commitUpdate, and keep the tree whole (see the
+// invariant in BucketManager.h):
+//
+// - A written bucket is stored under the normal form of its name and linked
+//   into its parent, making missing parents; with the recursive flag its
+//   descendants are written again.
+// - The child links of a written bucket are the manager's: they are those of
+//   the bucket as the update sees it (pending or committed), whatever links
+//   the client's copy holds. A stale copy neither drops a child made since
+//   nor brings back one deleted since.
+// - Deleting a bucket deletes its descendants and removes its link from the
+//   parent.
+#include <vector>
+
 #include "bucket/Bucket.h"
 #include "bucket/BucketNames.h"
-#include "manager/NameRules.h"
 #include "cache/BucketCache.h"
 #include "cache/BucketUpdateCache.h"
 #include "entry/StatusGuard.h"
 #include "manager/BucketManager.h"
+#include "manager/NameRules.h"
 #include "store/SingleFileBucketStore.h"
 #include "vesk/orlo/StringCase.h"
 #include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketValue.h"
 
-#include <vector>
-
 namespace vesk::tarnhive {
 namespace {
+
+using orlo::RefPtr;
 
 // Codes that a step of a recursive operation may leave for a single bucket
 // without ending the operation.
@@ -36,59 +45,103 @@ void step(TarnhiveStatus* status, Step&& body) {
   if (own.code != 0 && !tolerated(own.code)) setStatus(status, own.code);
 }
 
-const orlo::WideString kRoot(u"/");
-
-bool isRoot(const orlo::WideString& fullName) {
-  return orlo::equalsIgnoreCase(fullName, kRoot);
-}
+bool isRoot(const orlo::WideString& normal) { return normal == orlo::WideString(kRootName); }
 
 // True when `name` lies below `ancestor` ("/a/b" below "/a"), ignoring case.
 bool isBelow(const orlo::WideString& name, const orlo::WideString& ancestor) {
   const std::uint32_t n = ancestor.length();
-  if (name.length() <= n + 1 || name[n] != u'/') return false;
+  if (name.length() <= n + 1 || name[n] != kNameSeparator) return false;
   return orlo::equalsIgnoreCase(name.substring(0, n), ancestor);
+}
+
+// The names of the child links of `bucket`: its kDIGEST values, each named
+// by the full name of the child it leads to.
+std::vector<orlo::WideString> childNamesOf(IBucket& bucket) {
+  std::vector<orlo::WideString> children;
+  TarnhiveStatus own;
+  orlo::WideString name;
+  IBucketValue* value = nullptr;
+  const std::uint32_t handle = bucket.openEnumeration();
+  for (bool more = bucket.enumFirstValue(name, value, handle, &own); more;
+       more = bucket.enumNextValue(name, value, handle, &own)) {
+    if (value->getType() == kDIGEST) children.push_back(name);
+  }
+  if (value != nullptr) value->release();
+  bucket.closeEnumeration(handle);
+  return children;
+}
+
+// Gives `copy` the child links of `current` (none when it is null) in place
+// of its own.
+void takeLinks(IBucket& copy, IBucket* current, TarnhiveStatus* status) {
+  for (const orlo::WideString& link : childNamesOf(copy)) copy.removeValue(link);
+  if (current == nullptr) return;
+  for (const orlo::WideString& link : childNamesOf(*current)) {
+    TarnhiveStatus own;
+    RefPtr<IBucketValue> value = RefPtr<IBucketValue>::adopt(current->getValue(link, &own));
+    if (value) copy.setValue(link, value.get(), &own, true);
+    if (failed(&own)) {
+      setStatus(status, own.code);
+      return;
+    }
+  }
 }
 
 }  // namespace
 
-void BucketManager::linkIntoParent(IBucket& bucket, TarnhiveStatus* status) {
-  const WideString fullName = bucket.getFullName();
-  if (isRoot(fullName)) return;
-  const WideString parentName = parentNameOf(fullName);
-  orlo::RefPtr<IBucket> parent = findBucket(Digest(parentName), status);
-  if (failed(status)) return;
-  orlo::RefPtr<IBucket> changed(parent ? new Bucket(*parent) : new Bucket(parentName, true));
-  TarnhiveStatus own;
-  if (!changed->addChildLink(bucket.getShortName(), &own, true)) return;  // linked already
-  if (failed(&own)) {
-    setStatus(status, own.code);
-    return;
-  }
-  const bool overwrite = true;
-  updateCache_->addBucket(changed.get(), overwrite, status);
-  if (!failed(status)) linkIntoParent(*changed, status);
+RefPtr<IBucket> BucketManager::pendingBucket(const WideString& normal, TarnhiveStatus* status) {
+  RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(updateCache_->getBucketByName(normal));
+  if (bucket || updateCache_->isRemoved(normal)) return bucket;
+  const Digest digest(normal);
+  bucket = RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
+  if (bucket) return bucket;
+  return RefPtr<IBucket>::adopt(store_->loadBucket(digest, status));
 }
 
-void BucketManager::writeTree(IBucket& bucket, bool recursive, Visited& visited,
-                              TarnhiveStatus* status) {
-  if (!visited.insert(bucket.getDigest()).second) return;
-  orlo::RefPtr<IBucket> copy(new Bucket(bucket));
+// Walks up from `normal` while parents are missing or lack the link, so it
+// costs time linear in the name, and copies a parent only to change it.
+void BucketManager::linkIntoParent(const WideString& normal, TarnhiveStatus* status) {
+  WideString child = normal;
+  while (!isRoot(child)) {
+    const WideString parentName = parentOfNormal(child);
+    RefPtr<IBucket> parent = pendingBucket(parentName, status);
+    if (failed(status)) return;
+    if (parent && parent->hasValue(child)) return;
+    RefPtr<IBucket> changed(parent ? new Bucket(*parent) : new Bucket(parentName, true));
+    TarnhiveStatus own;
+    changed->addChildLink(shortNameOf(child), &own, true);
+    if (failed(&own)) {
+      setStatus(status, own.code);
+      return;
+    }
+    const bool overwrite = true;
+    updateCache_->addBucket(changed.get(), overwrite, status);
+    // An existing parent is linked into its own parent already.
+    if (failed(status) || parent) return;
+    child = parentName;
+  }
+}
+
+void BucketManager::writeTree(IBucket& source, const WideString& normal, bool recursive,
+                              Visited& visited, TarnhiveStatus* status) {
+  if (!visited.insert(Digest(normal)).second) return;
+  RefPtr<IBucket> current = pendingBucket(normal, status);
+  if (failed(status)) return;
+  RefPtr<IBucket> copy(new Bucket(source, normal));
+  takeLinks(*copy, current.get(), status);
   const bool overwrite = true;
   updateCache_->addBucket(copy.get(), overwrite, status);
   if (failed(status)) return;
-  linkIntoParent(*copy, status);
-  if (!recursive || failed(status)) return;
-  const std::uint32_t handle = copy->openEnumeration();
-  Digest child;
-  bool more = copy->enumFirstChild(child, handle);
-  while (more && !failed(status)) {
+  linkIntoParent(normal, status);
+  if (!recursive) return;
+  for (const WideString& link : childNamesOf(*copy)) {
+    if (failed(status)) return;
     step(status, [&](TarnhiveStatus* own) {
-      orlo::RefPtr<IBucket> found = findBucket(child, own);
-      if (found) writeTree(*found, true, visited, own);
+      const WideString child = normalizedNameOf(link);
+      RefPtr<IBucket> found = pendingBucket(child, own);
+      if (found) writeTree(*found, child, true, visited, own);
     });
-    more = copy->enumNextChild(child, handle, status);
   }
-  copy->closeEnumeration(handle);
 }
 
 bool BucketManager::mayWrite(const Guid& token, const void* argument, TarnhiveStatus* status) {
@@ -109,8 +162,13 @@ bool BucketManager::writeBucket(IBucket* bucket, bool flag, const Guid& token,
   orlo::osdep::CriticalSectionLock hold(guard_);
   if (!mayWrite(token, bucket, status)) return false;
   return guardedCall(status, false, [&] {
+    WideString normal;
+    if (!writableNameOf(bucket->getFullName(), normal)) {
+      setStatus(status, kSTOREREJECTED);
+      return false;
+    }
     Visited visited;
-    writeTree(*bucket, flag, visited, status);
+    writeTree(*bucket, normal, flag, visited, status);
     return !failed(status);
   });
 }
@@ -126,10 +184,10 @@ bool BucketManager::writeBuckets(IBucketCase* collection, bool flag, const Guid&
   for (int pass = 0; pass < kMaxPasses; ++pass) {
     TarnhiveStatus walk;
     const std::uint32_t handle = collection->openEnumeration();
-    orlo::RefPtr<IBucket> bucket = orlo::RefPtr<IBucket>::adopt(collection->enumFirstBucket(handle));
+    RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(collection->enumFirstBucket(handle));
     while (bucket && !failed(status)) {
       writeBucket(bucket.get(), flag, token, status);
-      bucket = orlo::RefPtr<IBucket>::adopt(collection->enumNextBucket(handle, &walk));
+      bucket = RefPtr<IBucket>::adopt(collection->enumNextBucket(handle, &walk));
     }
     collection->closeEnumeration(handle);
     if (failed(status)) return false;
@@ -139,44 +197,28 @@ bool BucketManager::writeBuckets(IBucketCase* collection, bool flag, const Guid&
   return false;
 }
 
-// The full names of the children that `bucket` links to: its kDIGEST values
-// are named by them.
-std::vector<orlo::WideString> childNamesOf(IBucket& bucket, TarnhiveStatus* status) {
-  std::vector<orlo::WideString> children;
-  orlo::WideString name;
-  IBucketValue* value = nullptr;
-  const std::uint32_t handle = bucket.openEnumeration();
-  for (bool more = bucket.enumFirstValue(name, value, handle, status); more;
-       more = bucket.enumNextValue(name, value, handle, status)) {
-    if (value->getType() == kDIGEST) children.push_back(name);
-  }
-  if (value != nullptr) value->release();
-  bucket.closeEnumeration(handle);
-  return children;
-}
-
-void BucketManager::deleteTree(const WideString& fullName, Visited& visited,
-                                TarnhiveStatus* status) {
-  if (!visited.insert(Digest(fullName)).second) return;
-  orlo::RefPtr<IBucket> bucket = findBucket(Digest(fullName), status);
+void BucketManager::deleteTree(const WideString& normal, Visited& visited,
+                               TarnhiveStatus* status) {
+  if (!visited.insert(Digest(normal)).second) return;
+  RefPtr<IBucket> bucket = pendingBucket(normal, status);
   if (failed(status)) return;
   if (bucket) {
-    for (const WideString& child : childNamesOf(*bucket, status)) {
+    for (const WideString& link : childNamesOf(*bucket)) {
+      const WideString child = normalizedNameOf(link);
       // A link to anything but a descendant is not part of the subtree.
-      if (!isBelow(child, fullName)) continue;
+      if (!isBelow(child, normal)) continue;
       step(status, [&](TarnhiveStatus* own) { deleteTree(child, visited, own); });
     }
   }
-  memoryCache_->removeBucket(fullName);
-  updateCache_->removeBucket(fullName);
+  memoryCache_->removeBucket(normal);
+  updateCache_->removeBucket(normal);
 }
 
-void BucketManager::unlinkFromParent(const WideString& fullName, TarnhiveStatus* status) {
-  const WideString parentName = parentNameOf(fullName);
-  orlo::RefPtr<IBucket> parent = findBucket(Digest(parentName), status);
-  if (!parent || failed(status)) return;
-  orlo::RefPtr<IBucket> changed(new Bucket(*parent));
-  if (!changed->removeValue(fullName)) return;
+void BucketManager::unlinkFromParent(const WideString& normal, TarnhiveStatus* status) {
+  RefPtr<IBucket> parent = pendingBucket(parentOfNormal(normal), status);
+  if (!parent || failed(status) || !parent->hasValue(normal)) return;
+  RefPtr<IBucket> changed(new Bucket(*parent));
+  changed->removeValue(normal);
   const bool overwrite = true;
   updateCache_->addBucket(changed.get(), overwrite, status);
 }
@@ -185,14 +227,15 @@ bool BucketManager::deleteBucket(const WideString& fullName, const Guid& token,
                                  TarnhiveStatus* status) {
   orlo::osdep::CriticalSectionLock hold(guard_);
   if (!mayChange(token, true, status)) return false;
-  if (isRoot(fullName) || isRoot(normalizedNameOf(fullName))) {
-    setStatus(status, kROOTBUCKET);
-    return false;
-  }
   return guardedCall(status, false, [&] {
-    unlinkFromParent(fullName, status);
+    const WideString normal = normalizedNameOf(fullName);
+    if (isRoot(normal)) {
+      setStatus(status, kROOTBUCKET);
+      return false;
+    }
+    unlinkFromParent(normal, status);
     Visited visited;
-    deleteTree(fullName, visited, status);
+    deleteTree(normal, visited, status);
     return !failed(status);
   });
 }

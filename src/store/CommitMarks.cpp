@@ -42,6 +42,34 @@ WideString decimalText(std::int64_t value) {
   return orlo::toWide(orlo::NarrowString(digits));
 }
 
+// Writes the decimal value into an open mark and hands it to the system.
+void putValue(TextFile& mark, std::int64_t value) {
+  errno = 0;
+  if (mark.write(orlo::toNarrow(decimalText(value))) < 0) markWriteFailed(__LINE__);
+  if (mark.flush() != 0) markWriteFailed(__LINE__);
+}
+
+// Rewrites the mark in force in place; on failure puts its old value back
+// as well as it can, and throws.
+void rewriteMarkInPlace(const WideString& markPath, std::int64_t value, std::int64_t oldValue) {
+  TextFile mark;
+  try {
+    mark.open(markPath, TextFile::kWRITE);
+    putValue(mark, value);
+  } catch (...) {
+    mark.close();
+    try {
+      TextFile restore;
+      restore.open(markPath, TextFile::kWRITE);
+      putValue(restore, oldValue);
+    } catch (...) {
+      // The mark stays as the failure left it; one that reads as empty is
+      // recovered from the file at the next open.
+    }
+    throw;
+  }
+}
+
 }  // namespace
 
 WideString commitMarkPath(const StoreState& state, std::int64_t number) {
@@ -50,12 +78,32 @@ WideString commitMarkPath(const StoreState& state, std::int64_t number) {
   return path::join(state.directory, name);
 }
 
-void writeMarkFile(const WideString& markPath, std::int64_t value) {
+std::int64_t nextCommitMarkNumber(std::int64_t number) noexcept {
+  return number >= kMaxCommitMarkNumber ? 1 : number + 1;
+}
+
+void writeNewMarkFile(const WideString& markPath, std::int64_t value, std::uint32_t permissions) {
+  if (path::entryExists(markPath)) path::deleteFile(markPath);
   TextFile mark;
-  mark.open(markPath, TextFile::kWRITE);
-  errno = 0;
-  if (mark.write(orlo::toNarrow(decimalText(value))) < 0) markWriteFailed(__LINE__);
-  if (mark.flush() != 0) markWriteFailed(__LINE__);
+  mark.open(markPath, TextFile::kCREATENEW);
+  try {
+    mark.setPermissions(permissions);
+    putValue(mark, value);
+  } catch (...) {
+    // The new mark may hold a part of its text: remove it, so that the old
+    // one stays in force. A mark left empty is passed over by the next scan.
+    mark.close();
+    path::deleteFile(markPath, true);
+    throw;
+  }
+}
+
+std::uint32_t markPermissions(const StoreState& state) {
+  const std::uint32_t ofMark =
+      state.commitMarkNumber > 0
+          ? path::permissionsOf(commitMarkPath(state, state.commitMarkNumber))
+          : 0;
+  return ofMark != 0 ? ofMark : path::permissionsOf(state.registryPath);
 }
 
 std::int64_t readMarkFile(const WideString& markPath) {
@@ -69,30 +117,19 @@ std::int64_t readMarkFile(const WideString& markPath) {
 void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
   if (inForce != nullptr) *inForce = false;
   const WideString oldMark = commitMarkPath(state, state.commitMarkNumber);
-  const WideString newMark = commitMarkPath(state, state.commitMarkNumber + 1);
-  if (!path::exists(newMark)) {
-    TextFile create;
-    create.open(newMark, TextFile::kAPPENDUPDATE);
-    create.close();
+  const WideString newMark = commitMarkPath(state, nextCommitMarkNumber(state.commitMarkNumber));
+  if (state.commitMarkNumber == 0 && path::entryExists(newMark)) {
+    // A new file set: commitmark.1 names the empty file and is the mark in
+    // force; it takes the new end in place.
+    rewriteMarkInPlace(newMark, validEnd, state.validEnd);
+    if (inForce != nullptr) *inForce = true;
+    return;
   }
-  TextFile mark;
-  try {
-    mark.open(newMark, TextFile::kWRITE);
-    errno = 0;
-    if (mark.write(orlo::toNarrow(decimalText(validEnd))) < 0) markWriteFailed(__LINE__);
-    if (mark.flush() != 0) markWriteFailed(__LINE__);
-  } catch (...) {
-    // The new mark may hold a part of its text: remove it, so that the old
-    // one stays in force. A mark left empty is passed over by the next scan.
-    mark.close();
-    path::deleteFile(newMark, true);
-    throw;
-  }
+  writeNewMarkFile(newMark, validEnd, markPermissions(state));
   // From here the new mark names the new valid end: the commit stands even
   // if the old mark cannot be removed (the next scan removes it).
   if (inForce != nullptr) *inForce = true;
-  if (path::exists(oldMark)) path::deleteFile(oldMark);
-  mark.close();
+  if (state.commitMarkNumber > 0 && path::entryExists(oldMark)) path::deleteFile(oldMark);
 }
 
 namespace {
@@ -103,13 +140,39 @@ struct FoundMark {
   WideString path;
 };
 
-// The commit marks in the directory, newest first; a mark whose number is
-// not a decimal number throws UnableToConvert.
+bool isDigit(orlo::WChar unit) noexcept { return unit >= u'0' && unit <= u'9'; }
+
+// The number of a mark in the written form: digits only, no leading zero,
+// not above the largest mark number; -1 for anything else.
+std::int64_t writtenMarkNumber(const WideString& suffix) noexcept {
+  if (suffix.empty() || suffix.length() > 10 || suffix[0] == u'0') return -1;
+  std::int64_t number = 0;
+  for (const orlo::WChar unit : suffix) {
+    if (!isDigit(unit)) return -1;
+    number = number * 10 + (unit - u'0');
+  }
+  return number <= kMaxCommitMarkNumber ? number : -1;
+}
+
+// True for a number in some other form: an optional sign and digits.
+bool isOtherNumber(const WideString& text) noexcept {
+  std::uint32_t i = (!text.empty() && (text[0] == u'+' || text[0] == u'-')) ? 1 : 0;
+  if (i == text.length()) return false;
+  for (; i < text.length(); ++i) {
+    if (!isDigit(text[i])) return false;
+  }
+  return true;
+}
+
+// The commit marks in the directory, newest first. Names that are numbers
+// in another form are passed over; a name with no number throws
+// UnableToConvert.
 std::vector<FoundMark> findMarks(const StoreState& state) {
   WideString pattern = path::join(state.directory, WideString(u"commitmark"));
   pattern += u".*";
   const auto entries = orlo::osdep::FindFiles(
       pattern, orlo::osdep::kFIND_HIDDEN | orlo::osdep::kFIND_DOT_ENTRIES, true);
+  const WideString prefix(u"commitmark.");
   std::vector<FoundMark> marks;
   for (const WideString& entry : entries) {
     if (path::isDirectory(entry)) continue;
@@ -119,7 +182,14 @@ std::vector<FoundMark> findMarks(const StoreState& state) {
       if (name[i] == u'.') dot = i;
     }
     if (dot == WideString::kNotFound) continue;
-    marks.push_back({decimalOf(name.substring(dot + 1)), entry});
+    const bool prefixed =
+        name.length() >= prefix.length() && name.substring(0, prefix.length()) == prefix;
+    const std::int64_t number = prefixed ? writtenMarkNumber(name.substring(prefix.length())) : -1;
+    if (number > 0) {
+      marks.push_back({number, entry});
+    } else if (!isOtherNumber(name.substring(dot + 1))) {
+      orlo::exception::raise(orlo::exception::UnableToConvert(), kSource, __LINE__);
+    }
   }
   std::stable_sort(marks.begin(), marks.end(),
                    [](const FoundMark& a, const FoundMark& b) { return a.number > b.number; });
@@ -136,7 +206,6 @@ void scanCommitMarks(StoreState& state) {
   // removed only after the new one is complete, is still in force.
   std::int64_t newest = 0;
   for (const FoundMark& mark : findMarks(state)) {
-    if (mark.number <= 0) continue;
     if (newest == 0) {
       if (orlo::osdep::GetFileSize(mark.path) == 0) {
         path::deleteFile(mark.path);
@@ -151,9 +220,13 @@ void scanCommitMarks(StoreState& state) {
   if (newest >= 1) state.commitMarkNumber = newest;
 }
 
+void deleteCommitMarks(const StoreState& state) {
+  for (const FoundMark& mark : findMarks(state)) path::deleteFile(mark.path);
+}
+
 std::int64_t peekValidEnd(const StoreState& state) {
   for (const FoundMark& mark : findMarks(state)) {
-    if (mark.number <= 0 || orlo::osdep::GetFileSize(mark.path) == 0) continue;
+    if (orlo::osdep::GetFileSize(mark.path) == 0) continue;
     return readMarkFile(mark.path);
   }
   return -1;

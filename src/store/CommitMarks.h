@@ -13,10 +13,24 @@ namespace vesk::tarnhive::store {
 // The path of commitmark.`number`.
 orlo::WideString commitMarkPath(const StoreState& state, std::int64_t number);
 
-// Writes commitmark.N+1 (N = commitMarkNumber) holding `validEnd` and then
-// deletes commitmark.N. The mark is flushed to the operating system only.
-// commitMarkNumber is left for the caller to advance. A failed write removes
-// the new mark, leaves the old one in force and throws. `inForce`, when
+// The largest number a commit mark may carry: what a 32-bit conversion
+// reads back. The mark after it is commitmark.1 again.
+inline constexpr std::int64_t kMaxCommitMarkNumber = 0xFFFFFFFFll;
+
+// The number of the mark that follows commitmark.`number`.
+std::int64_t nextCommitMarkNumber(std::int64_t number) noexcept;
+
+// Writes the next mark (commitmark.N+1, N = commitMarkNumber) holding
+// `validEnd` and then deletes commitmark.N. The mark is flushed to the
+// operating system only. commitMarkNumber is left for the caller to advance.
+//
+// The new mark is created exclusively, never through a link, with the
+// permissions of the mark it replaces; whatever stood under its name before
+// is removed first. Only on a new file set (N = 0) is commitmark.1 itself
+// the mark in force, and it is rewritten in place.
+//
+// A failed write leaves the old mark in force (a new mark is removed, a mark
+// rewritten in place gets its old text back) and throws. `inForce`, when
 // given, tells a caller that catches a failure whether the new mark had
 // already taken effect (only the removal of the old mark failed).
 void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = nullptr);
@@ -24,17 +38,33 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = n
 // Finds the newest commit mark, deletes every other one, and takes its number
 // and content as commitMarkNumber and validEnd. With no mark both keep their
 // values. An empty newest mark is an unfinished write and is removed in
-// favour of the one before it. A mark whose number or content is not a
-// decimal number throws UnableToConvert.
+// favour of the one before it.
+//
+// A mark is "commitmark." followed by a decimal number in the written form:
+// digits only, no leading zero, at most kMaxCommitMarkNumber. Names whose
+// last dot is followed by a number in any other form ("commitmark.02",
+// "commitmark.-3", "commitmark.1.2") were never written by a store: they are
+// passed over and left alone. A name whose suffix is no number at all, or a
+// mark whose content is not a decimal number, throws UnableToConvert.
 void scanCommitMarks(StoreState& state);
+
+// Deletes every commit mark (the marks of a file that is being replaced).
+void deleteCommitMarks(const StoreState& state);
 
 // The valid end that the newest complete commit mark names, without changing
 // any file; -1 when there is no such mark.
 std::int64_t peekValidEnd(const StoreState& state);
 
-// Writes a mark file: `text` replaces its content and is flushed to the
-// operating system. Throws when the write or the flush fails.
-void writeMarkFile(const orlo::WideString& path, std::int64_t value);
+// Writes a new mark file at `path` that holds `value`, flushed to the
+// operating system: whatever stood under the name is removed, and the file
+// is created exclusively, without following a link, with `permissions`
+// (0: the creator's defaults). A failure removes the file again and throws.
+void writeNewMarkFile(const orlo::WideString& path, std::int64_t value,
+                      std::uint32_t permissions);
+
+// The permissions that a new mark takes: those of the mark in force, else
+// those of "registry.bin".
+std::uint32_t markPermissions(const StoreState& state);
 
 // The decimal number in the first line of a mark file.
 std::int64_t readMarkFile(const orlo::WideString& path);

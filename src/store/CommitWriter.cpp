@@ -116,7 +116,7 @@ void applyToIndex(StoreState& state, const BucketsByName& written, const NameSet
     state.deletedSet.insert(std::move(digest));
   }
   state.blockCount += 1;
-  state.commitMarkNumber += 1;
+  state.commitMarkNumber = nextCommitMarkNumber(state.commitMarkNumber);
   state.validEnd = block.layout.end;
   state.blockTable[state.blockCount] = std::make_unique<BlockDescriptor>(block.descriptor);
   for (const auto& [name, named] : written) {

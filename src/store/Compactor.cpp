@@ -7,7 +7,6 @@
 #include "store/RegistryIo.h"
 #include "store/StoreGuard.h"
 #include "vesk/orlo/Exception.h"
-#include "vesk/orlo/osdep/GetFileSize.h"
 #include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/TextFile.h"
 
@@ -31,13 +30,16 @@ struct Output {
   DeletedSet deletedSet;
 };
 
+// The new file replaces "registry.bin" and takes its permissions, so that a
+// registry shared between users stays shared whoever compacts it.
 void startOutput(StoreState& state, Output& out) {
-  if (path::exists(state.registryPath1)) path::deleteFile(state.registryPath1);
+  if (path::entryExists(state.registryPath1)) path::deleteFile(state.registryPath1);
   orlo::osdep::TextFile create;
   create.open(state.registryPath1, orlo::osdep::TextFile::kAPPEND);
   create.close();
   out.file.open(state.registryPath1,
                 BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE);
+  out.file.setPermissions(path::permissionsOf(state.registryPath));
   const std::uint8_t zeros[kBlockHeaderSize] = {};
   writeAt(out.file, 0, zeros, sizeof zeros);
 }
@@ -46,7 +48,7 @@ void startOutput(StoreState& state, Output& out) {
 // start; returns -1 when the file is a single block and needs no rewrite.
 std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
   const std::int64_t validEnd = state.validEnd;
-  if (end > validEnd) damaged(__LINE__);
+  if (end > validEnd || end < kBlockOverhead) damaged(__LINE__);
   const std::int64_t start = readI64At(state.file, end - kBlockStartFromEnd);
   if (start < 0 || start > validEnd) damaged(__LINE__);
   (void)readDigestAt(state.file, end - kChecksumFromEnd);  // read, never compared
@@ -109,13 +111,6 @@ std::int64_t finishOutput(Output& out) {
   return l.end;
 }
 
-void writeNewCommitMark(StoreState& state, std::int64_t end) {
-  if (path::exists(state.newMarkPath)) path::deleteFile(state.newMarkPath);
-  orlo::osdep::TextFile create;
-  create.open(state.newMarkPath, orlo::osdep::TextFile::kAPPEND);
-  create.close();
-  writeMarkFile(state.newMarkPath, end);
-}
 
 // Takes back the first `done` renames of a switch that failed, newest
 // first, so that the old file and its mark are in force again. Best effort:
@@ -130,8 +125,8 @@ void undoSwitch(StoreState& state, int done) noexcept {
 }
 
 // Puts the compacted file in place. A crash between any two steps is
-// repaired by the next open; a failed step in a living process is taken
-// back at once.
+// repaired by the next open; a failed rename in a living process is taken
+// back at once. Once the renames are done the new file is in force.
 void switchFiles(StoreState& state) {
   int done = 0;
   try {
@@ -151,16 +146,10 @@ void switchFiles(StoreState& state) {
   // left-overs: should they stay, the next open removes them.
   path::deleteFile(state.registryPath2, true);
   path::deleteFile(state.oldMarkPath, true);
-  state.fileSize = orlo::osdep::GetFileSize(state.registryPath);
-  state.file.open(state.registryPath, BinaryFile::kREADWRITE);
 }
 
-void adoptCompacted(StoreState& state, Output& out, std::int64_t end) {
-  state.liveIndex.clear();
-  std::uint32_t rank = 0;
-  for (const auto& [digest, location] : out.liveIndex) {
-    state.liveIndex.emplace(digest, RecordLocation{0, rank++, location.recordOffset});
-  }
+// The descriptor of the compacted block.
+std::unique_ptr<BlockDescriptor> describeCompacted(const Output& out) {
   const auto count = static_cast<std::uint32_t>(out.liveIndex.size());
   const BlockLayout l = layoutBlock(0, out.position - kBlockHeaderSize, count, 0,
                                     indexSizeOf(count, 0));
@@ -173,11 +162,33 @@ void adoptCompacted(StoreState& state, Output& out, std::int64_t end) {
   block->blockLength = l.end;
   block->entryCount = count;
   block->indexOffsetCopy = l.indexOffset;
-  state.blockTable.clear();
-  state.blockTable.emplace(state.blockCount, std::move(block));
+  return block;
+}
+
+// Takes the index of the file that was put in place and opens it. Should
+// either fail, the file set on disk is still complete: the store opens the
+// file and loads its index before its next use.
+void adoptCompacted(StoreState& state, Output& out, std::int64_t end, TarnhiveStatus* status) {
+  const std::uint32_t oldBlockCount = state.blockCount;
   state.validEnd = end;
+  state.fileSize = end;
   state.commitMarkNumber = 1;
   state.blockCount = 0;
+  state.indexStale = true;
+  storeRun(status, [&] {
+    LiveIndex liveIndex;
+    std::uint32_t rank = 0;
+    for (const auto& [digest, location] : out.liveIndex) {
+      liveIndex.emplace_hint(liveIndex.end(), digest,
+                             RecordLocation{0, rank++, location.recordOffset});
+    }
+    BlockTable blockTable;
+    blockTable.emplace(oldBlockCount, describeCompacted(out));
+    state.liveIndex.swap(liveIndex);
+    state.blockTable.swap(blockTable);
+    state.indexStale = false;
+  });
+  storeRun(status, [&] { state.file.open(state.registryPath, BinaryFile::kREADWRITE); });
 }
 
 // Gives up on the compaction: the old file stays in force and its index is
@@ -217,12 +228,12 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
   std::int64_t end = 0;
   const bool finished = storeRun(status, [&] {
     end = finishOutput(out);
-    writeNewCommitMark(state, end);
+    writeNewMarkFile(state.newMarkPath, end, markPermissions(state));
   });
   // A failure before the switch leaves the old file and its mark in force;
   // the next open removes ".1" and "newCommitmark".
   if (finished && storeRun(status, [&] { switchFiles(state); })) {
-    adoptCompacted(state, out, end);
+    adoptCompacted(state, out, end, status);
     state.overLimitFlag = state.validEnd > state.diskLimitBytes;
   }
   return false;

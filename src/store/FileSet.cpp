@@ -1,7 +1,9 @@
 #include "store/FileSet.h"
 
+#include "store/BlockRecovery.h"
 #include "store/CommitMarks.h"
 #include "store/RegistryIo.h"
+#include "vesk/orlo/Exception.h"
 #include "vesk/orlo/osdep/GetFileSize.h"
 #include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/TextFile.h"
@@ -12,8 +14,19 @@ namespace {
 namespace path = orlo::osdep::path;
 using orlo::osdep::BinaryFile;
 
+constexpr char kSource[] = "vesk/tarnhive/store/FileSet";
+
 void deleteIfExists(const orlo::WideString& file) {
-  if (path::exists(file)) path::deleteFile(file);
+  if (path::entryExists(file)) path::deleteFile(file);
+}
+
+// The new file is in place as "registry.bin" and "newCommitmark" names its
+// length: whatever numbered mark is left belongs to the old file. The new
+// mark takes its place, and the marks are scanned again.
+void takeNewMark(StoreState& state) {
+  deleteCommitMarks(state);
+  path::rename(state.newMarkPath, commitMarkPath(state, 1));
+  scanCommitMarks(state);
 }
 
 // A compaction was building ".1": the old file and its mark still hold.
@@ -23,12 +36,15 @@ void repairCompacting(StoreState& state) {
 }
 
 // The old file was moved to ".2" and the new one not yet put in place: finish
-// the switch.
+// the switch. The old mark may still stand under its number (the switch
+// stopped before moving it); it names the old file, so the new mark
+// replaces it rather than competing with it. A crash during this repair
+// leaves the state below, which the next open finishes.
 void repairSwitchedAway(StoreState& state) {
   path::rename(state.registryPath1, state.registryPath);
-  path::rename(state.newMarkPath, commitMarkPath(state, 1));
+  takeNewMark(state);
   path::deleteFile(state.registryPath2);
-  scanCommitMarks(state);
+  deleteIfExists(state.oldMarkPath);
 }
 
 // Only reachable when something outside the store removed "newCommitmark":
@@ -43,10 +59,32 @@ void repairSwitchedAwayNoMark(StoreState& state) {
   scanCommitMarks(state);
 }
 
-// The new file is in place: remove what the switch left behind.
+// The new file is in place: remove what the switch left behind. When the
+// switch stopped before its new mark was put in place, "newCommitmark" is
+// still there and names the new file: it becomes the mark in force.
 void repairSwitched(StoreState& state) {
+  if (path::entryExists(state.newMarkPath)) takeNewMark(state);
   deleteIfExists(state.registryPath2);
   deleteIfExists(state.oldMarkPath);
+}
+
+// "registry.bin" alone: a mark file of a switch that is still there was left
+// by one that completed (or was taken back), and nothing reads it.
+void removeSwitchLeftovers(StoreState& state) {
+  deleteIfExists(state.oldMarkPath);
+  deleteIfExists(state.newMarkPath);
+}
+
+// No usable commit mark stands beside a file that holds data: the mark was
+// lost or emptied. The file itself tells how far its blocks are complete; a
+// mark is written for that end. A file without a single complete block is
+// left untouched and reported as damaged.
+void recoverValidEnd(StoreState& state) {
+  const std::int64_t end = lastCompleteBlockEnd(state.file, state.fileSize);
+  if (end == 0) orlo::exception::raise(orlo::exception::DeserializationError(), kSource, __LINE__);
+  state.resetFlag = true;
+  state.validEnd = end;
+  writeCommitMark(state, end);
 }
 
 void openRegistryFile(StoreState& state) {
@@ -96,11 +134,17 @@ void openFileSet(StoreState& state) {
     case FileSetCase::kSwitchedAway: repairSwitchedAway(state); break;
     case FileSetCase::kSwitchedAwayNoMark: repairSwitchedAwayNoMark(state); break;
     case FileSetCase::kSwitched: repairSwitched(state); break;
-    case FileSetCase::kNormal:
+    case FileSetCase::kNormal: removeSwitchLeftovers(state); break;
     case FileSetCase::kNothing: break;
   }
 
   openRegistryFile(state);
+  if (state.commitMarkNumber == 0 && state.fileSize > 0) recoverValidEnd(state);
+  // A mark that names an end before the first block could end is damage;
+  // the file is left as it is.
+  if (state.validEnd < 0 || (state.validEnd > 0 && state.validEnd < kBlockOverhead)) {
+    orlo::exception::raise(orlo::exception::DeserializationError(), kSource, __LINE__);
+  }
   // An interrupted commit left bytes beyond the valid end; cut them off (or
   // extend a file that is too short with zero bytes).
   if (state.fileSize > 0 && state.fileSize != state.validEnd) resizeFile(state.file, state.validEnd);

@@ -22,6 +22,8 @@ struct LoadedMaps {
 // returns its start.
 std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number,
                        LoadedMaps& loaded) {
+  // No block is shorter than its fixed part.
+  if (end < kBlockOverhead) damaged(__LINE__);
   auto block = std::make_unique<BlockDescriptor>();
   block->blockNumber = number;
   block->trailerOffset = end - kBlockStartFromEnd;
@@ -97,14 +99,16 @@ void searchFile(StoreState& state, const Digest& digest) {
     const std::int64_t deleted = entries + std::int64_t{kEntrySize} * entryCount;
     // Not range-checked like a load, but a damaged block must not make the
     // walk run on forever or far beyond the file.
-    if (start < 0 || start >= end || index < start ||
+    if (end < kBlockOverhead || start < 0 || start >= end || index < start ||
         deleted + std::int64_t{kDigestSize} * deletedCount > end) {
       return;
     }
     for (std::uint32_t i = 0; i < deletedCount; ++i) {
       Digest gone = readDigestAt(state.file, deleted + std::int64_t{kDigestSize} * i);
       const bool found = gone == digest;
-      state.deletedSet.insert(std::move(gone));
+      // A digest that the index holds was written again after this older
+      // deletion: the deletion no longer counts.
+      if (!state.liveIndex.count(gone)) state.deletedSet.insert(std::move(gone));
       if (found) return;
     }
     for (std::uint32_t i = 0; i < entryCount; ++i) {

@@ -16,7 +16,9 @@ void loadIndex(StoreState& state);
 
 // Walks the blocks from the newest for `digest`, adding what it finds to
 // liveIndex and deletedSet, and stops as soon as the digest is found either
-// way. For lookups of digests that are in neither map.
+// way. For lookups of digests that are in neither map. A deletion of a
+// digest that liveIndex holds is older than the record the index names and
+// is not added: a bucket deleted and made again stays readable.
 void searchFile(StoreState& state, const Digest& digest);
 
 }  // namespace vesk::tarnhive::store

@@ -105,4 +105,14 @@ Digest checksumOf(BinaryFile& file, std::int64_t from, std::int64_t to) {
   return Digest(cursor, bytes + sizeof bytes);
 }
 
+Digest checksumOfBytes(const std::uint8_t* bytes, std::size_t count) {
+  SHA256_CTX context;
+  SHA256_Init(&context);
+  SHA256_Update(&context, bytes, count);
+  unsigned char digest[Digest::kSize];
+  SHA256_Final(digest, &context);
+  const unsigned char* cursor = digest;
+  return Digest(cursor, digest + sizeof digest);
+}
+
 }  // namespace vesk::tarnhive::store

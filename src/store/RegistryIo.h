@@ -36,4 +36,7 @@ void resizeFile(orlo::osdep::BinaryFile& file, std::int64_t length);
 // most 64 bytes.
 Digest checksumOf(orlo::osdep::BinaryFile& file, std::int64_t from, std::int64_t to);
 
+// The SHA-256 of `count` bytes in memory.
+Digest checksumOfBytes(const std::uint8_t* bytes, std::size_t count);
+
 }  // namespace vesk::tarnhive::store

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "bucket/Bucket.h"
-#include "manager/Options.h"
 #include "store/CommitMarks.h"
 #include "store/CommitWriter.h"
 #include "store/Compactor.h"
@@ -19,12 +18,11 @@ using orlo::osdep::CriticalSectionLock;
 using store::storeRun;
 
 SingleFileBucketStore::SingleFileBucketStore(const orlo::WideString& directory,
-                                             const Options& options)
-    : options_(options) {
+                                             const StoreLimits& limits) {
   state_.directory = directory;
-  const auto indexKB = static_cast<std::uint32_t>(options.integerValue(kMEMORYINDICESSIZELIMITKB));
+  const auto indexKB = static_cast<std::uint32_t>(limits.indexLimitKB);
   state_.indexLimitBytes = static_cast<std::int32_t>(indexKB << 10);
-  const auto diskKB = static_cast<std::uint32_t>(options.integerValue(kDISKMAXREGISTRYFILESIZEKB));
+  const auto diskKB = static_cast<std::uint32_t>(limits.diskLimitKB);
   state_.diskLimitBytes = static_cast<std::int32_t>(diskKB << 10);
 }
 
@@ -59,6 +57,7 @@ void SingleFileBucketStore::close(TarnhiveStatus* status) {
   CriticalSectionLock hold(lock_);
   state_.file.close();
   state_.clearIndex();
+  state_.indexStale = false;
   state_.blockCount = 0;
   state_.commitMarkNumber = 0;
   state_.validEnd = 0;
@@ -74,6 +73,10 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
     if (location == state_.liveIndex.end()) return nullptr;
   }
   const std::int64_t offset = location->second.recordOffset;
+  if (offset < 0 || offset > state_.validEnd) {
+    orlo::exception::raise(orlo::exception::DeserializationError(),
+                           "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
+  }
   const std::int64_t length = store::readI64At(state_.file, offset);
   if (length <= 0) return nullptr;
   // A length beyond the file can only come from damage; do not try to
@@ -87,16 +90,33 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
   store::readAt(state_.file, offset + store::kRecordHeaderSize, record.data(), record.size());
   const std::uint8_t* cursor = record.data();
   bucket->deserialize(cursor, record.data() + record.size());
+  // A record under another bucket's digest is damage: handing it out would
+  // put a bucket where its name does not lead.
+  if (!(bucket->getDigest() == digest)) {
+    orlo::exception::raise(orlo::exception::DeserializationError(),
+                           "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
+  }
   return bucket.detach();
+}
+
+bool SingleFileBucketStore::readyForUse(TarnhiveStatus* status) {
+  if (!state_.isOpen) {
+    setStatus(status, kSTOREMISSING);
+    return false;
+  }
+  return storeRun(status, [&] {
+    if (!state_.file.isOpen()) state_.file.open(state_.registryPath, orlo::osdep::BinaryFile::kREADWRITE);
+    if (state_.indexStale) {
+      store::loadIndex(state_);
+      state_.indexStale = false;
+    }
+  });
 }
 
 IBucket* SingleFileBucketStore::loadBucket(const Digest& digest, TarnhiveStatus* status) {
   if (failed(status)) return nullptr;
   CriticalSectionLock hold(lock_);
-  if (!state_.isOpen) {
-    setStatus(status, kSTOREMISSING);
-    return nullptr;
-  }
+  if (!readyForUse(status)) return nullptr;
   IBucket* bucket = nullptr;
   storeRun(status, [&] { bucket = readBucket(digest); });
   return bucket;
@@ -114,11 +134,8 @@ void SingleFileBucketStore::commit(const BucketsByName& written, const NameSet& 
                                    TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);
-  if (!state_.isOpen) {
-    setStatus(status, kSTOREMISSING);
-    return;
-  }
   if (written.empty() && deleted.empty()) return;
+  if (!readyForUse(status)) return;
   storeRun(status, [&] { store::commitBlock(state_, written, deleted, status); });
 }
 
@@ -133,10 +150,7 @@ bool SingleFileBucketStore::containsName(const orlo::WideString& fullName,
                                          TarnhiveStatus* status) {
   if (failed(status)) return false;
   CriticalSectionLock hold(lock_);
-  if (!state_.isOpen) {
-    setStatus(status, kSTOREMISSING);
-    return false;
-  }
+  if (!readyForUse(status)) return false;
   bool found = false;
   storeRun(status, [&] { found = hasLiveRecord(Digest(fullName)); });
   return found;
@@ -156,17 +170,20 @@ bool SingleFileBucketStore::containsBucket(IBucket* bucket, TarnhiveStatus* stat
 bool SingleFileBucketStore::reopenIfChanged(TarnhiveStatus* status) {
   if (failed(status)) return false;
   CriticalSectionLock hold(lock_);
-  if (!state_.isOpen) return false;
-  bool current = false;
-  TarnhiveStatus peek;
-  storeRun(&peek, [&] {
-    current = store::peekValidEnd(state_) == state_.validEnd &&
-              state_.file.isFileAt(state_.registryPath);
-  });
-  if (current) return false;
+  if (!state_.isOpen && !reopenPending_) return false;
+  if (!reopenPending_) {
+    bool current = false;
+    TarnhiveStatus peek;
+    storeRun(&peek, [&] {
+      current = store::peekValidEnd(state_) == state_.validEnd &&
+                state_.file.isFileAt(state_.registryPath);
+    });
+    if (current) return false;
+  }
   const std::uint32_t openMode = state_.openMode;
   close(status);
   open(openMode, status);
+  reopenPending_ = failed(status);
   return true;
 }
 

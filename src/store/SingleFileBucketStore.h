@@ -16,12 +16,18 @@
 
 namespace vesk::tarnhive {
 
-class Options;
+// The sizes the store is given: "MemoryIndicesSizeLimitKB" (kept, not
+// consulted) and "DiskMaxRegistryFileSizeKB" (the size past which a commit
+// compacts the file).
+struct StoreLimits {
+  std::int32_t indexLimitKB = 1024;
+  std::int32_t diskLimitKB = 1024;
+};
 
 class SingleFileBucketStore : public IBucketStore {
  public:
-  // Nothing touches the disk until open. `options` must outlive the store.
-  SingleFileBucketStore(const orlo::WideString& directory, const Options& options);
+  // Nothing touches the disk until open.
+  SingleFileBucketStore(const orlo::WideString& directory, const StoreLimits& limits);
   ~SingleFileBucketStore() override;
   SingleFileBucketStore(const SingleFileBucketStore&) = delete;
   SingleFileBucketStore& operator=(const SingleFileBucketStore&) = delete;
@@ -40,18 +46,24 @@ class SingleFileBucketStore : public IBucketStore {
   // When the file set changed since this store last read or wrote it (a
   // longer valid end, or a compacted file put in place), closes and opens
   // the store again so that its index is current, and returns true. A
-  // failure leaves its code and the store closed. REQUIRES: the caller holds
-  // the machine-wide lock, so nobody writes meanwhile.
+  // failure leaves its code and the store closed; the next call opens it
+  // again (and returns true). REQUIRES: the caller holds the machine-wide
+  // lock, so nobody writes meanwhile.
   bool reopenIfChanged(TarnhiveStatus* status);
   bool isOverDiskLimit() override { return state_.overLimitFlag; }
 
  private:
   IBucket* readBucket(const Digest& digest);
   bool hasLiveRecord(const Digest& digest);
+  // The start of slots 3 to 7 under the lock: an open store, with its file
+  // open and its index current (a compaction may have left either to do).
+  // False with the code set otherwise.
+  bool readyForUse(TarnhiveStatus* status);
 
-  const Options& options_;
   orlo::osdep::CriticalSection lock_;
   store::StoreState state_;
+  // An open that reopenIfChanged made failed: the next one tries again.
+  bool reopenPending_ = false;
 };
 
 }  // namespace vesk::tarnhive

@@ -44,6 +44,9 @@ struct StoreState {
   std::int64_t indexLimitBytes = 0;
   // "DiskMaxRegistryFileSizeKB" in bytes, as a 32-bit signed shift by 10.
   std::int32_t diskLimitBytes = 0;
+  // Set when a compaction put its file in place but could not take its
+  // index: the index is loaded again before the next use.
+  bool indexStale = false;
 
   // Forgets the index of the file.
   void clearIndex() {

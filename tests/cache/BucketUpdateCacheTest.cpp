@@ -83,7 +83,7 @@ TEST_F(BucketUpdateCacheTest, ApplyToRemovesThenWritesThenCommits) {
   memory->addBucket(newBucket(u"/y").get(), true, &status);
   log.clear();
   store.commitCode = kSTOREFAILURE;
-  updates->applyTo(*memory, store, &status);
+  updates->applyTo(*memory, store.commitStep(), &status);
   EXPECT_EQ(log, (std::vector<std::string>{"remove /y", "remove /z", "add /a", "add /B", "add /c",
                                            "commit", "-/y", "-/z", "+/a", "+/B", "+/c"}));
   EXPECT_EQ(status.code, kSTOREFAILURE);
@@ -96,7 +96,7 @@ TEST_F(BucketUpdateCacheTest, ApplyToRemovesThenWritesThenCommits) {
   TarnhiveStatus fresh;
   updates->addBucket(newBucket(u"/d").get(), true, &fresh);
   log.clear();
-  updates->applyTo(*memory, store, &status);
+  updates->applyTo(*memory, store.commitStep(), &status);
   EXPECT_TRUE(log.empty()) << "a failed record stops the commit step";
   EXPECT_EQ(updates->getNumBuckets(), 1u);
 }

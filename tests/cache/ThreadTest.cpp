@@ -121,7 +121,7 @@ void walker(BucketCache& cache, BucketUpdateCache& updates) {
     }
     cache.closeEnumeration(handle);
     writeRecord(cache);
-    if (i % 10 == 0) updates.applyTo(cache, store, &status);
+    if (i % 10 == 0) updates.applyTo(cache, store.commitStep(), &status);
   }
 }
 

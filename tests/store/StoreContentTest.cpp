@@ -32,7 +32,6 @@ TEST_F(StoreContentTest, FullLoadOfThreeBlocksReadsNewestFirst) {
   ASSERT_EQ(commit(*store, {{"/c", 3}}, {"/b"}), 0);
   // Load the index of the three blocks as they stand, without the compaction
   // that an open would run first.
-  auto options = makeOptions();
   store::StoreState state;
   state.directory = dir_.wide();
   state.validEnd = std::stoll(readText(path("commitmark.3")));
@@ -91,8 +90,7 @@ TEST_F(StoreContentTest, CommitOverTheDiskLimitCompacts) {
 }
 
 TEST_F(StoreContentTest, SlotsFollowTheStatusConventions) {
-  auto options = makeOptions();
-  SingleFileBucketStore store(dir_.wide(), *options);
+  SingleFileBucketStore store(dir_.wide(), StoreLimits{});
   TarnhiveStatus status;
   EXPECT_EQ(store.loadBucketByName(u"/a", &status), nullptr);
   EXPECT_EQ(status.code, kSTOREMISSING);

@@ -16,7 +16,6 @@
 #include <vector>
 
 #include "bucket/Bucket.h"
-#include "manager/Options.h"
 #include "store/SingleFileBucketStore.h"
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
@@ -77,24 +76,16 @@ inline orlo::RefPtr<IBucket> counterBucket(const std::string& name, std::int32_t
 // A registry directory and the options of its store.
 class StoreFixture : public ::testing::Test {
  protected:
-  // The options file; DiskMaxRegistryFileSizeKB is large unless set.
+  // DiskMaxRegistryFileSizeKB of the stores; large unless set.
   void setDiskLimitKB(int kilobytes) { diskLimitKB_ = kilobytes; }
 
   std::string path(const std::string& name = "") const { return dir_.path(name); }
 
-  std::unique_ptr<Options> makeOptions() const {
-    const std::string ini = dir_.path("options.ini");
-    std::ofstream(ini) << "[Tarnhive]\nDiskMaxRegistryFileSizeKB=" << diskLimitKB_ << "\n";
-    TarnhiveStatus status;
-    auto options = std::make_unique<Options>(wide(ini), &status);
-    EXPECT_EQ(status.code, 0);
-    return options;
-  }
-
   // A store on the directory, opened; the status of the open in `code`.
   std::unique_ptr<SingleFileBucketStore> openStore(std::int32_t* code = nullptr) {
-    options_ = makeOptions();
-    auto store = std::make_unique<SingleFileBucketStore>(dir_.wide(), *options_);
+    StoreLimits limits;
+    limits.diskLimitKB = diskLimitKB_;
+    auto store = std::make_unique<SingleFileBucketStore>(dir_.wide(), limits);
     TarnhiveStatus status;
     store->open(0, &status);
     if (code != nullptr) {
@@ -148,7 +139,6 @@ class StoreFixture : public ::testing::Test {
 
   test::TempDirectory dir_;
   int diskLimitKB_ = 1024 * 64;
-  std::unique_ptr<Options> options_;
 };
 
 }  // namespace vesk::tarnhive::testing

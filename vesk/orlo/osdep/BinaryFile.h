@@ -34,7 +34,8 @@ class BinaryFile {
   BinaryFile& operator=(const BinaryFile&) = delete;
 
   // Opens `path` with the mode bits above (the store uses kREADWRITE, and
-  // kCREATE | kTRUNCATE | kREADWRITE). Throws PosixError (BinaryFile, line
+  // kCREATE | kTRUNCATE | kREADWRITE). A symbolic link at `path` is not
+  // followed: the open fails. Throws PosixError (BinaryFile, line
   // 239) when the system refuses, and with EINVAL when this object is
   // already open or the access bits are 3.
   void open(const WideString& path, std::uint32_t mode);
@@ -68,6 +69,8 @@ class BinaryFile {
   void close() noexcept;
 
   bool isOpen() const noexcept { return descriptor_ != -1; }
+  // As TextFile::setPermissions.
+  bool setPermissions(std::uint32_t permissions) noexcept;
 
   // True when the open file is the file that `path` names now (not one that
   // was since renamed away or replaced). False when closed, when nothing is

@@ -31,6 +31,13 @@ WideString fileName(const WideString& path);
 // is followed. An invalid path throws InvalidArgument (line 980).
 bool exists(const WideString& path);
 
+// True when anything but a directory is at `path`, a symbolic link included
+// (dangling or not); the link is not followed. Never throws.
+bool entryExists(const WideString& path) noexcept;
+// The permission bits of the file at `path` (a link is followed), for a
+// file that is to replace it; 0 when they cannot be read or the platform
+// has none to give. Never throws.
+std::uint32_t permissionsOf(const WideString& path) noexcept;
 // True for an existing directory (a symbolic link is followed).
 bool isDirectory(const WideString& path);
 

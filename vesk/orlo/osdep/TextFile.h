@@ -23,14 +23,19 @@ class TextFile {
   static constexpr std::uint32_t kWRITEUPDATE = 3;       // "w+"
   static constexpr std::uint32_t kAPPEND = 4;            // "a"
   static constexpr std::uint32_t kAPPENDUPDATE = 5;      // "a+"
+  // "w", but only when nothing is at `path` yet: an existing file or link
+  // makes the open fail (EEXIST).
+  static constexpr std::uint32_t kCREATENEW = 6;
 
   TextFile() noexcept = default;
   ~TextFile();
   TextFile(const TextFile&) = delete;
   TextFile& operator=(const TextFile&) = delete;
 
-  // Opens `path` with a mode number. Throws PosixError (TextFile, line 120)
-  // when the system refuses, and with EINVAL for a mode number above 5 or
+  // Opens `path` with a mode number. A mode that writes never follows a
+  // symbolic link at `path`: whoever may write the directory cannot make the
+  // registry write into another file. Throws PosixError (TextFile, line 120)
+  // when the system refuses, and with EINVAL for a mode number above 6 or
   // when this object is already open.
   void open(const WideString& path, std::uint32_t mode);
 
@@ -53,6 +58,11 @@ class TextFile {
   void close() noexcept;
 
   bool isOpen() const noexcept { return stream_ != nullptr; }
+  // Gives the open file the permission bits `permissions` (as path's
+  // permissionsOf reports them), so that a file that replaces another keeps
+  // its access whatever the creator's defaults. 0 leaves the file as it is.
+  // False when that fails or the file is closed.
+  bool setPermissions(std::uint32_t permissions) noexcept;
 
  private:
   std::FILE* stream_ = nullptr;

@@ -30,7 +30,7 @@ int openFlags(std::uint32_t mode) noexcept {
   }
   if (mode & BinaryFile::kTRUNCATE) flags |= O_TRUNC;
   if (mode & BinaryFile::kCREATE) flags |= O_CREAT;
-  return flags;
+  return flags | O_NOFOLLOW;
 }
 
 }  // namespace
@@ -93,6 +93,12 @@ void BinaryFile::close() noexcept {
   FileOperation operation;
   posix::closeOnce(descriptor_);
   descriptor_ = -1;
+}
+
+bool BinaryFile::setPermissions(std::uint32_t permissions) noexcept {
+  if (descriptor_ == -1) return false;
+  if (permissions == 0) return true;
+  return ::fchmod(descriptor_, static_cast<mode_t>(permissions & 07777)) == 0;
 }
 
 bool BinaryFile::isFileAt(const WideString& path) const noexcept {

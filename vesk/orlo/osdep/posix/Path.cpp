@@ -55,6 +55,28 @@ bool exists(const WideString& path) {
   return statFollowing(path, status) && !S_ISDIR(status.st_mode);
 }
 
+bool entryExists(const WideString& path) noexcept {
+  if (!isValid(path)) return false;
+  try {
+    const NarrowString narrow = toNarrow(path);
+    struct stat status {};
+    return posix::sys().lstat(narrow.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+  } catch (...) {
+    return false;
+  }
+}
+
+std::uint32_t permissionsOf(const WideString& path) noexcept {
+  if (!isValid(path)) return 0;
+  try {
+    struct stat status {};
+    if (!statFollowing(path, status)) return 0;
+    return static_cast<std::uint32_t>(status.st_mode & 07777);
+  } catch (...) {
+    return 0;
+  }
+}
+
 bool isDirectory(const WideString& path) {
   struct stat status {};
   return isValid(path) && statFollowing(path, status) && S_ISDIR(status.st_mode);

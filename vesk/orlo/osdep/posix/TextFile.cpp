@@ -1,19 +1,51 @@
 #include "vesk/orlo/osdep/TextFile.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdlib>
 
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/FileFaults.h"
 #include "vesk/orlo/osdep/posix/PosixFailure.h"
+#include "vesk/orlo/osdep/posix/RobustCalls.h"
 #include "vesk/orlo/osdep/posix/SystemCalls.h"
 
 namespace vesk::orlo::osdep {
 namespace {
 
-// The stream modes by mode number; "e" opens the descriptor close-on-exec.
-constexpr const char* kModes[] = {"re", "r+e", "we", "w+e", "ae", "a+e"};
+// The stream modes by mode number, and the open flags of the modes that
+// write: those are opened as descriptors first, so that a symbolic link is
+// never followed. "e" opens the descriptor close-on-exec.
+struct StreamMode {
+  const char* stream;
+  int flags;  // 0: opened by the stream itself
+};
+constexpr StreamMode kModes[] = {
+    {"re", 0},
+    {"r+e", 0},
+    {"w", O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW},
+    {"w+", O_RDWR | O_CREAT | O_TRUNC | O_NOFOLLOW},
+    {"a", O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW},
+    {"a+", O_RDWR | O_CREAT | O_APPEND | O_NOFOLLOW},
+    {"w", O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW},
+};
 constexpr std::uint32_t kModeCount = sizeof kModes / sizeof kModes[0];
+constexpr mode_t kCreatePermissions = 0666;
+
+std::FILE* openStream(const char* path, const StreamMode& mode) {
+  if (mode.flags == 0) return posix::sys().fopen(path, mode.stream);
+  const int fd = posix::robustOpen(path, mode.flags, kCreatePermissions);
+  if (fd == -1) return nullptr;
+  std::FILE* stream = ::fdopen(fd, mode.stream);
+  if (stream == nullptr) {
+    const int error = errno;
+    posix::closeOnce(fd);
+    errno = error;
+  }
+  return stream;
+}
 
 // The buffer that getline grows, freed on every path out.
 struct LineBuffer {
@@ -30,7 +62,7 @@ void TextFile::open(const WideString& path, std::uint32_t mode) {
   if (isOpen() || mode >= kModeCount) posix::throwError(EINVAL, kTEXTFILE_OPEN);
   const NarrowString narrow = toNarrow(path);
   FileOperation operation;
-  std::FILE* stream = posix::sys().fopen(narrow.c_str(), kModes[mode]);
+  std::FILE* stream = openStream(narrow.c_str(), kModes[mode]);
   if (stream == nullptr) posix::throwLastError(kTEXTFILE_OPEN);
   stream_ = stream;
 }
@@ -64,6 +96,12 @@ bool TextFile::readLine(NarrowString& line) {
   if (n > 0 && buffer.data[n - 1] == '\r') --n;
   line.assign(buffer.data, static_cast<std::uint32_t>(n));
   return true;
+}
+
+bool TextFile::setPermissions(std::uint32_t permissions) noexcept {
+  if (!isOpen()) return false;
+  if (permissions == 0) return true;
+  return ::fchmod(::fileno(stream_), static_cast<mode_t>(permissions & 07777)) == 0;
 }
 
 void TextFile::close() noexcept {

@@ -1,0 +1,18 @@
+// Finding how far "registry.bin" holds complete blocks when no commit mark
+// says so (the mark was lost, or is empty). Blocks are walked from the
+// start of the file: each begins with the offset of its trailer, which ends
+// with the block's start and the marker, and each block's checksum must
+// hold. The walk stops at the first block that does not.
+#pragma once
+
+#include <cstdint>
+
+#include "vesk/orlo/osdep/BinaryFile.h"
+
+namespace vesk::tarnhive::store {
+
+// The end of the last complete block of the first `fileSize` bytes of the
+// file; 0 when not even the first block is complete.
+std::int64_t lastCompleteBlockEnd(orlo::osdep::BinaryFile& file, std::int64_t fileSize);
+
+}  // namespace vesk::tarnhive::store
