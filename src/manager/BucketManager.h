@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <memory>
 #include <set>
+#include <vector>
 
 #include "manager/CallbackLibrary.h"
 #include "manager/Options.h"
@@ -177,7 +178,8 @@ class BucketManager
   // The walks take names in normal form.
   void writeTree(IBucket& source, const WideString& normal, bool recursive, Visited& visited,
                  TarnhiveStatus* status);
-  void linkIntoParent(const WideString& normal, TarnhiveStatus* status);
+  using Changes = std::vector<orlo::RefPtr<IBucket>>;
+  void linkIntoParent(const WideString& normal, Changes& changes, TarnhiveStatus* status);
   void deleteTree(const WideString& normal, Visited& visited, TarnhiveStatus* status);
   void unlinkFromParent(const WideString& normal, TarnhiveStatus* status);
   bool hasStore() const noexcept { return store_ != nullptr; }

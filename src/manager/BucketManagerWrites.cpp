@@ -99,8 +99,10 @@ RefPtr<IBucket> BucketManager::pendingBucket(const WideString& normal, TarnhiveS
 }
 
 // Walks up from `normal` while parents are missing or lack the link, so it
-// costs time linear in the name, and copies a parent only to change it.
-void BucketManager::linkIntoParent(const WideString& normal, TarnhiveStatus* status) {
+// costs time linear in the name, and copies a parent only to change it. The
+// changed parents are added to `changes`, nothing to the update cache.
+void BucketManager::linkIntoParent(const WideString& normal, Changes& changes,
+                                   TarnhiveStatus* status) {
   WideString child = normal;
   while (!isRoot(child)) {
     const WideString parentName = parentOfNormal(child);
@@ -114,14 +116,16 @@ void BucketManager::linkIntoParent(const WideString& normal, TarnhiveStatus* sta
       setStatus(status, own.code);
       return;
     }
-    const bool overwrite = true;
-    updateCache_->addBucket(changed.get(), overwrite, status);
+    changes.push_back(changed);
     // An existing parent is linked into its own parent already.
-    if (failed(status) || parent) return;
+    if (parent) return;
     child = parentName;
   }
 }
 
+// Every copy a write needs is made before the update cache takes any of
+// them: a failure on the way leaves the update as it was, never a bucket
+// without its link or a link without its bucket.
 void BucketManager::writeTree(IBucket& source, const WideString& normal, bool recursive,
                               Visited& visited, TarnhiveStatus* status) {
   if (!visited.insert(Digest(normal)).second) return;
@@ -129,10 +133,13 @@ void BucketManager::writeTree(IBucket& source, const WideString& normal, bool re
   if (failed(status)) return;
   RefPtr<IBucket> copy(new Bucket(source, normal));
   takeLinks(*copy, current.get(), status);
-  const bool overwrite = true;
-  updateCache_->addBucket(copy.get(), overwrite, status);
+  Changes changes{copy};
+  linkIntoParent(normal, changes, status);
   if (failed(status)) return;
-  linkIntoParent(normal, status);
+  const bool overwrite = true;
+  for (const RefPtr<IBucket>& changed : changes) {
+    updateCache_->addBucket(changed.get(), overwrite, status);
+  }
   if (!recursive) return;
   for (const WideString& link : childNamesOf(*copy)) {
     if (failed(status)) return;

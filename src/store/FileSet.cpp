@@ -85,6 +85,7 @@ void recoverValidEnd(StoreState& state) {
   state.resetFlag = true;
   state.validEnd = end;
   writeCommitMark(state, end);
+  state.commitMarkNumber = nextCommitMarkNumber(state.commitMarkNumber);
 }
 
 void openRegistryFile(StoreState& state) {

@@ -13,7 +13,7 @@
 #include "manager/CallbackLibrary.h"
 #include "manager/RegistryCheck.h"
 #include "support/FaultyOs.h"
-#include "support/TempDirectory.h"
+#include "manager/ManagerFixture.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucket.h"
@@ -40,43 +40,7 @@ std::string readText(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-class BucketManagerTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ::setenv("VESK_TARNHIVE_LOCK_DIR", locks_.path().c_str(), 1);
-    std::ofstream(config_.path("options.ini")) << "[Tarnhive]\n" << options_;
-  }
-
-  RefPtr<BucketManager> makeManager(TarnhiveStatus* status) {
-    std::ofstream(config_.path("options.ini")) << "[Tarnhive]\n" << options_;
-    auto* manager = new BucketManager(dir_.wide(), config_.wide("options.ini"), status);
-    return RefPtr<BucketManager>(manager);
-  }
-
-  // Writes buckets of the given names under one lock.
-  void write(BucketManager& manager, const std::vector<std::string>& names) {
-    TarnhiveStatus status;
-    Guid token;
-    ASSERT_TRUE(manager.acquireLock(&token, &status));
-    ASSERT_TRUE(manager.beginUpdate(token, &status));
-    for (const auto& name : names) {
-      IBucket* made = nullptr;
-      manager.createBucket(&made, orlo::toWide(orlo::NarrowString(name.c_str())), true, true,
-                           &status);
-      RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(made);
-      bucket->setInt32(u"n", 5, &status, true);
-      manager.writeBucket(bucket.get(), false, token, &status);
-    }
-    ASSERT_TRUE(manager.commitUpdate(token, &status));
-    ASSERT_TRUE(manager.releaseLock(token, &status));
-    ASSERT_EQ(status.code, 0);
-  }
-
-  test::TempDirectory dir_;
-  test::TempDirectory config_;
-  test::TempDirectory locks_;
-  std::string options_;
-};
+class BucketManagerTest : public testing::ManagerFixture {};
 
 TEST_F(BucketManagerTest, CallbackLibraryIsToldOfInitAndCommits) {
   const WideString plugin = orlo::toWide(orlo::NarrowString(TARNHIVE_CALLBACK_PLUGIN));

@@ -50,8 +50,26 @@ TEST_F(StoreContentTest, ABucketWrittenAgainAfterItsDeletionIsLive) {
   ASSERT_EQ(commit(*store, {{"/a", 1}}), 0);
   ASSERT_EQ(commit(*store, {}, {"/a"}), 0);
   ASSERT_EQ(commit(*store, {{"/a", 2}}), 0);
+  // A look-up of a name never stored walks the blocks and meets the older
+  // deletion of /a, which must not hide it.
+  TarnhiveStatus status;
+  EXPECT_FALSE(store->containsName(u"/never", &status));
   EXPECT_EQ(contentOf(*store, {"/a"}), (Content{{"/a", 2}}));
   EXPECT_EQ(contentOf(*openStore(), {"/a"}), (Content{{"/a", 2}}));
+}
+
+TEST_F(StoreContentTest, RecordUnderAnotherBucketsDigestIsDamage) {
+  { ASSERT_EQ(commit(*openStore(), {{"/+", 1}}), 0); }
+  // The index entry of "/+" is made to carry the root's digest.
+  Bytes file = readFile(path("registry.bin"));
+  const std::int64_t entry = i64At(file, 8) + 16;
+  const Digest root(orlo::WideString(u"/"));
+  std::copy(root.bytes(), root.bytes() + Digest::kSize, file.begin() + entry);
+  writeFile(path("registry.bin"), file);
+  auto store = openStore();
+  TarnhiveStatus status;
+  EXPECT_EQ(store->loadBucketByName(u"/", &status), nullptr);
+  EXPECT_EQ(status.code, kSTOREDAMAGED);
 }
 
 TEST_F(StoreContentTest, RecordOfLengthZeroIsAbsentButContained) {

@@ -1,0 +1,287 @@
+// The tree of buckets stays whole, whatever a client writes and deletes: one
+// bucket per name, every committed bucket but "/" linked from its parent,
+// and every link leading to a bucket. First the patterns that once broke
+// it, then a long random sequence of changes checked against a model after
+// every commit and again from a fresh process.
+#include <algorithm>
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+
+#include "bucket/ValuePayload.h"
+#include "manager/ManagerFixture.h"
+#include "manager/NameRules.h"
+#include "support/FaultyOs.h"
+
+namespace vesk::tarnhive::testing {
+namespace {
+
+class ManagerTreeTest : public ManagerFixture {
+ protected:
+  void SetUp() override {
+    ManagerFixture::SetUp();
+    manager_ = makeManager(&status_);
+    ASSERT_EQ(status_.code, 0);
+    token_ = begin(*manager_, &status_);
+  }
+
+  RefPtr<IBucket> fresh(const std::string& name, std::int32_t value) {
+    TarnhiveStatus status;
+    IBucket* made = nullptr;
+    manager_->newBucket(&made, wide(name), &status);
+    RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(made);
+    bucket->setInt32(u"v", value, &status, true);
+    EXPECT_EQ(status.code, 0);
+    return bucket;
+  }
+  void writeBack(const RefPtr<IBucket>& bucket, bool recursive = false) {
+    EXPECT_TRUE(manager_->writeBucket(bucket.get(), recursive, token_, &status_));
+  }
+  void remove(const std::string& name) {
+    EXPECT_TRUE(manager_->deleteBucket(wide(name), token_, &status_));
+  }
+  void commit() {
+    EXPECT_TRUE(manager_->commitUpdate(token_, &status_));
+    EXPECT_EQ(status_.code, 0);
+    EXPECT_TRUE(manager_->beginUpdate(token_, &status_));
+  }
+  std::vector<std::string> sortedTree() {
+    std::int32_t code = 0;
+    std::vector<std::string> names = tree(*manager_, "/", &code);
+    EXPECT_EQ(code, 0);
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+  bool exists(const std::string& name) {
+    TarnhiveStatus status;
+    return manager_->bucketExists(wide(name), &status);
+  }
+
+  TarnhiveStatus status_;
+  RefPtr<BucketManager> manager_;
+  Guid token_ = kNoLockToken;
+};
+
+using Names = std::vector<std::string>;
+
+TEST_F(ManagerTreeTest, NamesAreBroughtToOneFormBeforeAnythingElse) {
+  writeBack(fresh("/a/", 1));
+  writeBack(fresh("b", 2));
+  writeBack(fresh("/c//d", 3));
+  commit();
+  EXPECT_EQ(sortedTree(), (Names{"/", "/a", "/b", "/c", "/c/d"}));
+  for (const char* spelling : {"/a", "/a/", "a", "//a//"}) {
+    RefPtr<IBucket> a = get(*manager_, spelling);
+    ASSERT_TRUE(a) << spelling;
+    EXPECT_EQ(narrow(a->getFullName()), "/a");
+  }
+  // A new bucket carries the normal form of its name too.
+  EXPECT_EQ(narrow(fresh("x//y/", 0)->getFullName()), "/x/y");
+}
+
+TEST_F(ManagerTreeTest, NamesNoBucketMayHaveAreRefused) {
+  IBucket* made = nullptr;
+  manager_->newEmptyBucket(&made, &status_);
+  RefPtr<IBucket> unnamed = RefPtr<IBucket>::adopt(made);
+  EXPECT_FALSE(manager_->writeBucket(unnamed.get(), false, token_, &status_));
+  EXPECT_EQ(status_.code, kSTOREREJECTED);
+  status_.code = 0;
+
+  // A name up to the bound writes, with every parent made and linked; a
+  // longer one is refused.
+  const std::string longest = "/" + std::string(kMaxBucketNameLength - 1, 'n');
+  TarnhiveStatus status;
+  EXPECT_TRUE(manager_->writeBucket(fresh(longest + "/", 1).get(), false, token_, &status));
+  EXPECT_EQ(status.code, 0);
+  EXPECT_FALSE(manager_->writeBucket(fresh(longest + "n", 1).get(), false, token_, &status));
+  EXPECT_EQ(status.code, kSTOREREJECTED);
+  std::string deep;
+  for (int part = 0; part < 200; ++part) deep += "/p";
+  status.code = 0;
+  EXPECT_TRUE(manager_->writeBucket(fresh(deep, 1).get(), false, token_, &status));
+  commit();
+  EXPECT_EQ(sortedTree().size(), 2u + 200u);
+}
+
+TEST_F(ManagerTreeTest, ParentDeletedInTheSameUpdateIsMadeAgain) {
+  writeBack(fresh("/a/b", 1));
+  commit();
+  remove("/a");
+  writeBack(fresh("/a/b", 2));
+  commit();
+  EXPECT_EQ(sortedTree(), (Names{"/", "/a", "/a/b"}));
+}
+
+TEST_F(ManagerTreeTest, StaleCopiesNeitherDropNorRestoreChildLinks) {
+  writeBack(fresh("/a/gone", 1));
+  commit();
+  RefPtr<IBucket> staleA = get(*manager_, "/a");
+  // A child made since, and one deleted since, the copy was taken.
+  writeBack(fresh("/a/new", 2));
+  remove("/a/gone");
+  writeBack(staleA);
+  commit();
+  EXPECT_EQ(sortedTree(), (Names{"/", "/a", "/a/new"}));
+  // A new bucket written over a committed parent keeps its children too.
+  writeBack(fresh("/a", 3));
+  commit();
+  EXPECT_EQ(sortedTree(), (Names{"/", "/a", "/a/new"}));
+  remove("/a");
+  commit();
+  EXPECT_FALSE(exists("/a/new"));
+  EXPECT_EQ(sortedTree(), (Names{"/"}));
+}
+
+TEST_F(ManagerTreeTest, FailedLinkingIsReportedAndChangesNothing) {
+  writeBack(fresh("/a", 1));
+  commit();
+  // The link is the first value block the write makes.
+  RefPtr<IBucket> child = fresh("/a/b", 2);
+  TarnhiveStatus failing;
+  payload::failAfter(1);
+  EXPECT_FALSE(manager_->writeBucket(child.get(), false, token_, &failing));
+  payload::failAfter(0);
+  EXPECT_LT(failing.code, 0);
+  commit();
+  EXPECT_FALSE(exists("/a/b"));
+  EXPECT_EQ(sortedTree(), (Names{"/", "/a"}));
+}
+
+TEST_F(ManagerTreeTest, RemadeBucketReadsAfterLeavingTheMemoryCache) {
+  writeBack(fresh("/x", 1));
+  commit();
+  remove("/x");
+  commit();
+  writeBack(fresh("/x", 2));
+  commit();
+  // A look-up of a name never stored walks the file; a fresh manager (no
+  // cached copy) then reads /x from the store.
+  EXPECT_FALSE(exists("/never"));
+  EXPECT_TRUE(manager_->releaseLock(token_, &status_));
+  manager_.reset();
+  TarnhiveStatus status;
+  manager_ = makeManager(&status);
+  EXPECT_FALSE(exists("/never-either"));
+  EXPECT_TRUE(exists("/x"));
+  EXPECT_TRUE(get(*manager_, "/x"));
+  token_ = begin(*manager_, &status_);
+  EXPECT_EQ(sortedTree(), (Names{"/", "/x"}));
+}
+
+// The model: the buckets that exist (by name in normal form, lower case)
+// and the value "v" each holds (-1 for a parent the manager made).
+using Model = std::map<std::string, std::int32_t>;
+
+std::string normalKey(const std::string& name) {
+  std::string key = narrow(normalizedNameOf(wide(name)));
+  std::transform(key.begin(), key.end(), key.begin(), [](unsigned char c) { return std::tolower(c); });
+  return key;
+}
+
+bool below(const std::string& name, const std::string& ancestor) {
+  return name.size() > ancestor.size() + 1 && name.compare(0, ancestor.size(), ancestor) == 0 &&
+         name[ancestor.size()] == '/';
+}
+
+// What is wrong with the registry as `manager` reads it, against `model`;
+// empty when nothing is. Reads the tree from "/", every name of the space
+// and every value.
+std::string treeProblems(BucketManager& manager, const Model& model,
+                         const std::vector<std::string>& space) {
+  std::string problems;
+  std::int32_t code = 0;
+  std::vector<std::string> names = tree(manager, "/", &code);
+  if (code != 0) problems += "tree read code " + std::to_string(code) + "; ";
+  std::set<std::string> reached;
+  for (const auto& name : names) reached.insert(normalKey(name));
+  std::set<std::string> expected;
+  for (const auto& [name, value] : model) expected.insert(name);
+  if (reached != expected) problems += "reachable buckets differ from the model; ";
+  for (const auto& name : space) {
+    TarnhiveStatus status;
+    const bool found = manager.bucketExists(wide(name), &status);
+    if (found != (model.count(normalKey(name)) != 0)) problems += "existence of " + name + "; ";
+  }
+  for (const auto& [name, value] : model) {
+    RefPtr<IBucket> bucket = get(manager, name);
+    if (!bucket) continue;
+    TarnhiveStatus status;
+    RefPtr<IBucketValue> v = RefPtr<IBucketValue>::adopt(bucket->getValue(u"v", &status));
+    const std::int32_t held = v ? v->getInt32(&status) : -1;
+    if (held != value) problems += "value of " + name + "; ";
+  }
+  return problems;
+}
+
+TEST_F(ManagerTreeTest, RandomChangesKeepTheTreeWhole) {
+  const std::vector<std::string> space = {"/a",   "/a/b", "/A/b/c", "/a/d", "a/d/e",
+                                          "/e/",  "/e/f", "/E//F/g", "h",   "/h/i"};
+  Model committed{{"/", -1}};
+  Model pending = committed;
+  std::vector<RefPtr<IBucket>> copies;  // copies taken earlier, written later
+  std::mt19937 random(20261123);
+  auto pick = [&](std::size_t n) { return std::uniform_int_distribution<std::size_t>(0, n - 1)(random); };
+
+  // The model's side of writing a bucket named `name` holding `value`: the
+  // bucket and every missing parent exist.
+  auto modelWrite = [&](const std::string& name, std::int32_t value) {
+    const std::string key = normalKey(name);
+    pending[key] = value;
+    for (std::string parent = key; parent.rfind('/') > 0;) {
+      parent = parent.substr(0, parent.rfind('/'));
+      pending.emplace(parent, -1);
+    }
+  };
+
+  for (int step = 0; step < 1500; ++step) {
+    const std::string name = space[pick(space.size())];
+    const std::size_t action = pick(10);
+    if (action < 3) {
+      writeBack(fresh(name, step), pick(2) == 1);
+      modelWrite(name, step);
+    } else if (action < 5 && !copies.empty()) {
+      // A copy taken earlier: its name and values, perhaps long deleted.
+      RefPtr<IBucket> copy = copies[pick(copies.size())];
+      writeBack(copy);
+      TarnhiveStatus status;
+      RefPtr<IBucketValue> v = RefPtr<IBucketValue>::adopt(copy->getValue(u"v", &status));
+      modelWrite(narrow(copy->getFullName()), v ? v->getInt32(&status) : -1);
+    } else if (action < 6) {
+      if (RefPtr<IBucket> copy = get(*manager_, name)) copies.push_back(copy);
+      if (copies.size() > 8) copies.erase(copies.begin());
+    } else if (action < 8) {
+      remove(name);
+      const std::string key = normalKey(name);
+      for (auto at = pending.begin(); at != pending.end();) {
+        at = (at->first == key || below(at->first, key)) ? pending.erase(at) : std::next(at);
+      }
+    } else if (action < 9) {
+      commit();
+      committed = pending;
+      ASSERT_EQ(treeProblems(*manager_, committed, space), "") << "after step " << step;
+    } else {
+      // Discard the update: release the lock and start again.
+      EXPECT_TRUE(manager_->releaseLock(token_, &status_));
+      token_ = begin(*manager_, &status_);
+      pending = committed;
+    }
+    ASSERT_EQ(status_.code, 0) << "at step " << step;
+  }
+  commit();
+  committed = pending;
+  ASSERT_EQ(treeProblems(*manager_, committed, space), "");
+  EXPECT_TRUE(manager_->releaseLock(token_, &status_));
+
+  // A fresh process opens the registry and finds the same tree.
+  const test::ChildExit fromChild = test::runInChild([&] {
+    TarnhiveStatus status;
+    RefPtr<BucketManager> other = makeManager(&status);
+    const std::string problems = treeProblems(*other, committed, space);
+    if (!problems.empty()) throw std::runtime_error(problems);
+  });
+  EXPECT_TRUE(fromChild.completed);
+}
+
+}  // namespace
+}  // namespace vesk::tarnhive::testing
