@@ -46,6 +46,30 @@ TEST(BucketRecord, GoldenBytes) {
   // clang-format on
 }
 
+TEST(BucketRecord, ValuesOfUnknownKindsAreNeitherCopiedNorWrittenBack) {
+  // A record of "/a" holding k = -1 (kINT8) and u of kind 99, as a newer or
+  // damaged file may hold it.
+  // clang-format off
+  const Bytes record{1, 0, 0, 0,  0, 0, 0, 0,  2, 0, 0, 0, '/', 'a',  2, 0, 0, 0,
+                     1, 0, 0, 0, 'k',  1, 0, 0, 0,  6, 0, 0, 0,  0xFF,
+                     1, 0, 0, 0, 'u',  1, 0, 0, 0,  99, 0, 0, 0};
+  // clang-format on
+  BucketPtr read = bucketFrom(record);
+  BucketPtr copy(new Bucket(*read));
+  TarnhiveStatus status;
+  EXPECT_TRUE(copy->hasValue(u"k"));
+  EXPECT_FALSE(copy->hasValue(u"u"));
+  EXPECT_EQ(recordOf(*copy), (Bytes{1, 0, 0, 0,  0, 0, 0, 0,  2, 0, 0, 0, '/', 'a',  1, 0, 0, 0,
+                                    1, 0, 0, 0, 'k',  1, 0, 0, 0,  6, 0, 0, 0,  0xFF}));
+  // Nor can a value of an unknown kind be set.
+  Value unknown(new BucketValue());
+  const Bytes kind77{1, 0, 0, 0, 77, 0, 0, 0};
+  const std::uint8_t* cursor = kind77.data();
+  unknown->deserialize(cursor, kind77.data() + kind77.size());
+  EXPECT_FALSE(copy->setValue(u"x", unknown.get(), &status, true));
+  EXPECT_EQ(status.code, kWRONGTYPE);
+}
+
 TEST(BucketRecord, RoundTripRebuildsTheBucketUnmodified) {
   BucketPtr original = sampleBucket();
   Bytes record = recordOf(*original);

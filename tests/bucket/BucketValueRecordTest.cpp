@@ -161,7 +161,7 @@ TEST(BucketValueRecordTest, MalformedStringsAreRejected) {
 
 TEST(BucketValueRecordTest, DamagedCountsAndUnknownKinds) {
   // A count far beyond the bytes left fails before anything is allocated.
-  for (std::uint8_t kind : {kINT64ARRAY, kSTRINGARRAY, kANSISTRINGARRAY}) {
+  for (std::uint8_t kind : {kINT64ARRAY, kSTRINGARRAY, kANSISTRINGARRAY, kBLOB}) {
     const Bytes record = {1, 0, 0, 0, kind, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0};
     BucketValue read;
     EXPECT_THROW(readInto(read, record), DeserializationError) << int{kind};

@@ -1,6 +1,8 @@
 // Parts of the bucket manager seen from inside the library: the callback
 // library step, emptying the registry directory, the start-up check's dump
-// and comparison, and the name helpers.
+// and comparison, the name helpers, writing collections, the error paths of
+// reads, the lock protocol's edges, recovery from a failed reopen, and reads
+// racing commits on other threads.
 #include "manager/BucketManager.h"
 
 #include <gtest/gtest.h>
@@ -8,10 +10,16 @@
 #include <filesystem>
 #include <fstream>
 #include <algorithm>
+#include <atomic>
 #include <string>
+#include <thread>
 
+#include "cache/BucketCase.h"
 #include "manager/CallbackLibrary.h"
 #include "manager/RegistryCheck.h"
+#include "vesk/orlo/osdep/Mutex.h"
+#include "store/SingleFileBucketStore.h"
+#include "bucket/Bucket.h"
 #include "support/FaultyOs.h"
 #include "manager/ManagerFixture.h"
 #include "vesk/orlo/StringConversion.h"
@@ -26,6 +34,10 @@ namespace {
 namespace fs = std::filesystem;
 using orlo::RefPtr;
 using orlo::WideString;
+using testing::get;
+using testing::narrow;
+using testing::tree;
+using testing::wide;
 
 // `text` with every `from` replaced by `to`.
 std::string replaceAll(std::string text, const std::string& from, const std::string& to) {
@@ -187,6 +199,210 @@ TEST_F(BucketManagerTest, NameHelpers) {
   ASSERT_NE(value, nullptr);
   value->release();
   EXPECT_EQ(status.code, 0);
+}
+
+// A collection whose enumeration reports itself invalidated (+314504) on
+// its first `invalidPasses` passes.
+class ChangingCollection : public BucketCase {
+ public:
+  explicit ChangingCollection(int invalidPasses) : invalidPasses_(invalidPasses) {}
+  std::uint32_t openEnumeration() override {
+    ++passes_;
+    return BucketCase::openEnumeration();
+  }
+  IBucket* enumNextBucket(std::uint32_t handle, TarnhiveStatus* status) override {
+    if (passes_ <= invalidPasses_) {
+      setStatus(status, kWNOTFOUND);
+      return nullptr;
+    }
+    return BucketCase::enumNextBucket(handle, status);
+  }
+  int passes_ = 0;
+
+ private:
+  const int invalidPasses_;
+};
+
+TEST_F(BucketManagerTest, WriteBucketsRestartsInvalidatedPassesAndGivesUpAfterEight) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  write(*manager, {"/a", "/a/child"});
+  const Guid token = begin(*manager, &status);
+  for (const int invalid : {7, 8}) {
+    RefPtr<ChangingCollection> collection(new ChangingCollection(invalid));
+    for (const char* name : {"/x", "/y"}) {
+      RefPtr<IBucket> bucket(new Bucket(wide(name + std::to_string(invalid)), true));
+      collection->addBucket(bucket.get(), true, &status);
+    }
+    TarnhiveStatus result;
+    const bool written = manager->writeBuckets(collection.get(), false, token, &result);
+    EXPECT_EQ(written, invalid < 8);
+    EXPECT_EQ(result.code, invalid < 8 ? 0 : kPASSFAILED);
+    EXPECT_EQ(collection->passes_, 8);
+  }
+  // The flag writes each bucket's descendants again.
+  RefPtr<BucketCase> parents(new BucketCase());
+  parents->addBucket(get(*manager, "/a").get(), true, &status);
+  EXPECT_TRUE(manager->writeBuckets(parents.get(), true, token, &status));
+  end(*manager, token, &status);
+  EXPECT_EQ(status.code, 0);
+  for (const char* name : {"/x7", "/y7", "/a/child"}) EXPECT_TRUE(get(*manager, name)) << name;
+  // A pass given up on leaves what it wrote before the enumeration failed.
+  EXPECT_FALSE(get(*manager, "/y8"));
+}
+
+TEST_F(BucketManagerTest, WritesAreRefusedWhileTheFileIsOverItsLimit) {
+  options_ = "DiskMaxRegistryFileSizeKB=1\n";
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  Guid token = begin(*manager, &status);
+  RefPtr<IBucket> big(new Bucket(wide("/big"), true));
+  const std::vector<std::uint8_t> bytes(3000, 7);
+  big->setBlob(u"b", bytes.data(), static_cast<std::uint32_t>(bytes.size()), &status, true);
+  EXPECT_TRUE(manager->writeBucket(big.get(), false, token, &status));
+  end(*manager, token, &status);
+  ASSERT_EQ(status.code, 0);
+  token = begin(*manager, &status);
+  RefPtr<BucketCase> collection(new BucketCase());
+  TarnhiveStatus one, many;
+  EXPECT_FALSE(manager->writeBucket(big.get(), false, token, &one));
+  EXPECT_FALSE(manager->writeBuckets(collection.get(), false, token, &many));
+  EXPECT_EQ(one.code, kDISKFULL);
+  EXPECT_EQ(many.code, kDISKFULL);
+  // Deleting is still allowed, and frees the registry.
+  EXPECT_TRUE(manager->deleteBucket(u"/big", token, &status));
+  end(*manager, token, &status);
+  token = begin(*manager, &status);
+  EXPECT_TRUE(manager->writeBucket(big.get(), false, token, &status) || status.code == kDISKFULL);
+  EXPECT_TRUE(manager->releaseLock(token, &status));
+}
+
+TEST_F(BucketManagerTest, ReadsAndChangesReportTheirErrors) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  write(*manager, {"/a"});
+  TarnhiveStatus noCollection, noStart, noUpdate;
+  EXPECT_FALSE(manager->collectBucket(Digest(WideString(u"/a")), nullptr, &noCollection));
+  EXPECT_EQ(noCollection.code, kNOTAVAILABLE);
+  EXPECT_TRUE(tree(*manager, "/missing").empty());
+  std::int32_t code = 0;
+  tree(*manager, "/missing", &code);
+  EXPECT_EQ(code, kBUCKETREJECTED);
+  Guid token;
+  ASSERT_TRUE(manager->acquireLock(&token, &status));
+  RefPtr<IBucket> bucket(new Bucket(wide("/b"), true));
+  EXPECT_FALSE(manager->writeBucket(bucket.get(), false, token, &noUpdate));
+  EXPECT_EQ(noUpdate.code, kNOUPDATE);
+  EXPECT_TRUE(manager->releaseLock(token, &status));
+
+  // A link to a bucket the store does not have, as a damaged file leaves it.
+  manager.reset();
+  {
+    SingleFileBucketStore store(dir_.wide(), StoreLimits{});
+    store.open(0, &status);
+    RefPtr<IBucket> root = RefPtr<IBucket>::adopt(store.loadBucketByName(u"/", &status));
+    ASSERT_TRUE(root);
+    root->addChildLink(u"ghost", &status, true);
+    BucketsByName written;
+    written[u"/"].bucket = root;
+    store.commit(written, NameSet(), &status);
+    ASSERT_EQ(status.code, 0);
+  }
+  manager = makeManager(&status);
+  tree(*manager, "/", &code);
+  EXPECT_EQ(code, kSTORECHILDMISSING);
+}
+
+TEST_F(BucketManagerTest, LockEdges) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  RefPtr<BucketManager> other = makeManager(&status);
+  // Releasing with the no-lock token while nobody holds the lock succeeds.
+  EXPECT_TRUE(manager->releaseLock(kNoLockToken, &status));
+  Guid token, otherToken;
+  ASSERT_TRUE(manager->acquireLock(&token, &status));
+  // Another holder (here a second manager, as another process would be)
+  // makes a try fail without a code.
+  EXPECT_FALSE(other->tryAcquireLock(&otherToken, &status));
+  EXPECT_FALSE(manager->releaseLock(kNoLockToken, &status));
+  EXPECT_TRUE(manager->releaseLock(token, &status));
+  EXPECT_TRUE(other->tryAcquireLock(&otherToken, &status));
+  EXPECT_TRUE(other->releaseLock(otherToken, &status));
+  EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(BucketManagerTest, FailedReopenAtTheLockIsTriedAgainNextTime) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  write(*manager, {"/a"});
+  // Something else plants a mark that makes every open fail.
+  std::ofstream(dir_.path("commitmark.x")) << "1";
+  Guid token;
+  TarnhiveStatus failing;
+  EXPECT_FALSE(manager->acquireLock(&token, &failing));
+  EXPECT_EQ(failing.code, kSTORECORRUPT);
+  // The machine-wide lock was given back.
+  orlo::osdep::Mutex processLock(u"__vesk_tarnhive_BucketManager_lock__");
+  EXPECT_TRUE(processLock.tryLock());
+  processLock.unlock();
+  fs::remove(dir_.path("commitmark.x"));
+  write(*manager, {"/b"});
+  EXPECT_TRUE(get(*manager, "/a"));
+  EXPECT_TRUE(get(*manager, "/b"));
+  EXPECT_EQ(status.code, 0);
+}
+
+TEST_F(BucketManagerTest, StartupDumpModeRunsQuietly) {
+  // The dump's file name never takes a value, so mode 2 has nowhere to
+  // write; the manager is built all the same.
+  options_ = "DebugCompareRegAtStartMode=2\n";
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  EXPECT_EQ(status.code, 0);
+  EXPECT_TRUE(get(*manager, "/"));
+}
+
+TEST_F(BucketManagerTest, NoReadAfterACommitSeesOlderData) {
+  // A small memory cache, so that reads keep going to the store while
+  // another thread commits.
+  options_ = "MemoryCacheSizeLimitKB=0\n";
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager = makeManager(&status);
+  std::vector<std::string> names;
+  for (int i = 0; i < 30; ++i) names.push_back("/n" + std::to_string(i));
+  write(*manager, names);
+  std::atomic<std::int32_t> committed{0};
+  std::atomic<bool> done{false};
+  std::atomic<int> stale{0};
+  auto reader = [&] {
+    while (!done) {
+      const std::int32_t before = committed.load();
+      for (const auto& name : {std::string("/n0"), std::string("/n29")}) {
+        RefPtr<IBucket> bucket = get(*manager, name);
+        TarnhiveStatus own;
+        RefPtr<IBucketValue> v =
+            bucket ? RefPtr<IBucketValue>::adopt(bucket->getValue(u"n", &own)) : nullptr;
+        if (!v || v->getInt32(&own) < before) ++stale;
+      }
+    }
+  };
+  std::thread first(reader), second(reader);
+  for (std::int32_t round = 6; round < 60; ++round) {
+    TarnhiveStatus own;
+    const Guid token = begin(*manager, &own);
+    for (const auto& name : {std::string("/n0"), std::string("/n29")}) {
+      RefPtr<IBucket> bucket(new Bucket(wide(name), true));
+      bucket->setInt32(u"n", round, &own, true);
+      manager->writeBucket(bucket.get(), false, token, &own);
+    }
+    end(*manager, token, &own);
+    ASSERT_EQ(own.code, 0);
+    committed = round;
+  }
+  done = true;
+  first.join();
+  second.join();
+  EXPECT_EQ(stale.load(), 0);
 }
 
 }  // namespace
