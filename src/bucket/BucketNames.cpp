@@ -10,18 +10,8 @@ namespace vesk::tarnhive {
 
 using orlo::WideString;
 
-namespace {
-
-// The components of `fullName`, as [begin, end) unit ranges, empty ones
-// skipped. One pass over the name: every derived name costs time linear in
-// its length, however many components it has.
-struct Component {
-  std::uint32_t begin;
-  std::uint32_t end;
-};
-
-std::vector<Component> componentsOf(const WideString& fullName) {
-  std::vector<Component> components;
+std::vector<NameComponent> componentsOf(const WideString& fullName) {
+  std::vector<NameComponent> components;
   const std::uint32_t n = fullName.length();
   std::uint32_t at = 0;
   while (at < n) {
@@ -33,17 +23,15 @@ std::vector<Component> componentsOf(const WideString& fullName) {
   return components;
 }
 
-}  // namespace
-
 WideString shortNameOf(const WideString& fullName) {
-  const std::vector<Component> components = componentsOf(fullName);
+  const std::vector<NameComponent> components = componentsOf(fullName);
   if (components.empty()) return WideString();
-  const Component last = components.back();
+  const NameComponent last = components.back();
   return fullName.substring(last.begin, last.end - last.begin);
 }
 
 WideString parentNameOf(const WideString& fullName) {
-  const std::vector<Component> components = componentsOf(fullName);
+  const std::vector<NameComponent> components = componentsOf(fullName);
   if (components.size() < 2) return WideString(kRootName);
   WideString parent;
   for (std::size_t i = 0; i + 1 < components.size(); ++i) {

@@ -4,6 +4,9 @@
 // skipped, so "/a//b/" has the components "a" and "b".
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "vesk/orlo/StringBase.h"
 
 namespace vesk::tarnhive {
@@ -11,6 +14,16 @@ namespace vesk::tarnhive {
 // The separator of name components, and the full name of the root bucket.
 inline constexpr orlo::WChar kNameSeparator = orlo::WChar('/');
 inline constexpr orlo::WChar kRootName[] = {kNameSeparator, 0};
+
+// A component of a name, as the unit range [begin, end).
+struct NameComponent {
+  std::uint32_t begin;
+  std::uint32_t end;
+};
+
+// The components of `fullName`, empty ones skipped, in one pass over the
+// name: every name derived from them costs time linear in its length.
+std::vector<NameComponent> componentsOf(const orlo::WideString& fullName);
 
 // The last component of `fullName`; empty for the root (or an empty name).
 orlo::WideString shortNameOf(const orlo::WideString& fullName);

@@ -92,6 +92,7 @@ bool BucketManager::openStore(TarnhiveStatus* status) {
   StoreLimits limits;
   limits.indexLimitKB = options_->integerValue(kMEMORYINDICESSIZELIMITKB);
   limits.diskLimitKB = options_->integerValue(kDISKMAXREGISTRYFILESIZEKB);
+  limits.flushEveryWrite = options_->booleanValue(kFLUSHEVERYWRITE);
   auto store = std::make_unique<SingleFileBucketStore>(directory_, limits);
   ProcessLockScope hold(processLock_);
   store->open(storeFlags_[0], status);

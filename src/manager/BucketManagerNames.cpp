@@ -3,24 +3,19 @@
 #include "entry/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/NameRules.h"
+#include "vesk/orlo/StringCase.h"
+#include "vesk/tarnhive/Digest.h"
+#include "vesk/tarnhive/IBucketValue.h"
 #include "vesk/orlo/osdep/CommonAppDataDirectory.h"
 #include "vesk/orlo/osdep/Path.h"
 
 namespace vesk::tarnhive {
 
-// One pass over the name; the parts are those the support library's
-// tokenizer gives for the separator "/".
 orlo::WideString normalizedNameOf(const orlo::WideString& name) {
   orlo::WideString normalized;
-  const std::uint32_t n = name.length();
-  std::uint32_t at = 0;
-  while (at < n) {
-    while (at < n && name[at] == kNameSeparator) ++at;
-    const std::uint32_t begin = at;
-    while (at < n && name[at] != kNameSeparator) ++at;
-    if (at == begin) break;
+  for (const NameComponent& part : componentsOf(name)) {
     normalized += kNameSeparator;
-    normalized.append(name.data() + begin, at - begin);
+    normalized.append(name.data() + part.begin, part.end - part.begin);
   }
   if (normalized.empty()) normalized = kRootName;
   return normalized;
@@ -38,6 +33,29 @@ orlo::WideString parentOfNormal(const orlo::WideString& normal) {
     if (normal[i] == kNameSeparator) last = i;
   }
   return last == 0 ? orlo::WideString(kRootName) : normal.substring(0, last);
+}
+
+std::vector<orlo::WideString> childLinksOf(IBucket& bucket) {
+  const orlo::WideString parent = normalizedNameOf(bucket.getFullName());
+  std::vector<orlo::WideString> links;
+  TarnhiveStatus own;
+  orlo::WideString name;
+  IBucketValue* value = nullptr;
+  const std::uint32_t handle = bucket.openEnumeration();
+  for (bool more = bucket.enumFirstValue(name, value, handle, &own); more;
+       more = bucket.enumNextValue(name, value, handle, &own)) {
+    if (value->getType() != kDIGEST) continue;
+    const orlo::WideString child = normalizedNameOf(name);
+    if (child == orlo::WideString(kRootName) || !orlo::equalsIgnoreCase(child, name) ||
+        !orlo::equalsIgnoreCase(parentOfNormal(child), parent)) {
+      continue;
+    }
+    TarnhiveStatus read;
+    if (value->getDigest(&read) == Digest(name)) links.push_back(name);
+  }
+  if (value != nullptr) value->release();
+  bucket.closeEnumeration(handle);
+  return links;
 }
 
 bool BucketManager::getDirectory(WideString& directory, TarnhiveStatus* status) {

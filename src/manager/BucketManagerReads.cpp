@@ -132,14 +132,10 @@ bool BucketManager::collectTree(const Digest& digest, IBucketCase& collection, b
   const bool overwrite = true;
   collection.addBucket(copy.get(), overwrite, status);
   if (failed(status)) return false;
-  const std::uint32_t handle = copy->openEnumeration();
-  Digest child;
-  bool more = copy->enumFirstChild(child, handle);
-  while (more && !failed(status)) {
-    collectTree(child, collection, false, visited, status);
-    more = copy->enumNextChild(child, handle, status);
+  for (const WideString& link : childLinksOf(*copy)) {
+    if (failed(status)) break;
+    collectTree(Digest(link), collection, false, visited, status);
   }
-  copy->closeEnumeration(handle);
   return !failed(status);
 }
 

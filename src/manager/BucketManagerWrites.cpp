@@ -5,10 +5,11 @@
 // - A written bucket is stored under the normal form of its name and linked
 //   into its parent, making missing parents; with the recursive flag its
 //   descendants are written again.
-// - The child links of a written bucket are the manager's: they are those of
-//   the bucket as the update sees it (pending or committed), whatever links
-//   the client's copy holds. A stale copy neither drops a child made since
-//   nor brings back one deleted since.
+// - The child links of a written bucket (see childLinksOf) are the
+//   manager's: they are those of the bucket as the update sees it (pending
+//   or committed), whatever links the client's copy holds. A stale copy
+//   neither drops a child made since nor brings back one deleted since.
+//   Other kDIGEST values are the client's data and are kept.
 // - Deleting a bucket deletes its descendants and removes its link from the
 //   parent.
 #include <vector>
@@ -54,29 +55,12 @@ bool isBelow(const orlo::WideString& name, const orlo::WideString& ancestor) {
   return orlo::equalsIgnoreCase(name.substring(0, n), ancestor);
 }
 
-// The names of the child links of `bucket`: its kDIGEST values, each named
-// by the full name of the child it leads to.
-std::vector<orlo::WideString> childNamesOf(IBucket& bucket) {
-  std::vector<orlo::WideString> children;
-  TarnhiveStatus own;
-  orlo::WideString name;
-  IBucketValue* value = nullptr;
-  const std::uint32_t handle = bucket.openEnumeration();
-  for (bool more = bucket.enumFirstValue(name, value, handle, &own); more;
-       more = bucket.enumNextValue(name, value, handle, &own)) {
-    if (value->getType() == kDIGEST) children.push_back(name);
-  }
-  if (value != nullptr) value->release();
-  bucket.closeEnumeration(handle);
-  return children;
-}
-
 // Gives `copy` the child links of `current` (none when it is null) in place
 // of its own.
 void takeLinks(IBucket& copy, IBucket* current, TarnhiveStatus* status) {
-  for (const orlo::WideString& link : childNamesOf(copy)) copy.removeValue(link);
+  for (const orlo::WideString& link : childLinksOf(copy)) copy.removeValue(link);
   if (current == nullptr) return;
-  for (const orlo::WideString& link : childNamesOf(*current)) {
+  for (const orlo::WideString& link : childLinksOf(*current)) {
     TarnhiveStatus own;
     RefPtr<IBucketValue> value = RefPtr<IBucketValue>::adopt(current->getValue(link, &own));
     if (value) copy.setValue(link, value.get(), &own, true);
@@ -141,7 +125,7 @@ void BucketManager::writeTree(IBucket& source, const WideString& normal, bool re
     updateCache_->addBucket(changed.get(), overwrite, status);
   }
   if (!recursive) return;
-  for (const WideString& link : childNamesOf(*copy)) {
+  for (const WideString& link : childLinksOf(*copy)) {
     if (failed(status)) return;
     step(status, [&](TarnhiveStatus* own) {
       const WideString child = normalizedNameOf(link);
@@ -210,7 +194,7 @@ void BucketManager::deleteTree(const WideString& normal, Visited& visited,
   RefPtr<IBucket> bucket = pendingBucket(normal, status);
   if (failed(status)) return;
   if (bucket) {
-    for (const WideString& link : childNamesOf(*bucket)) {
+    for (const WideString& link : childLinksOf(*bucket)) {
       const WideString child = normalizedNameOf(link);
       // A link to anything but a descendant is not part of the subtree.
       if (!isBelow(child, normal)) continue;

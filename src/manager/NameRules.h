@@ -6,7 +6,10 @@
 
 #include <cstdint>
 
+#include <vector>
+
 #include "vesk/orlo/StringBase.h"
+#include "vesk/tarnhive/IBucket.h"
 
 namespace vesk::tarnhive {
 
@@ -27,5 +30,11 @@ bool writableNameOf(const orlo::WideString& name, orlo::WideString& normal);
 
 // The parent of a name in normal form ("/" for "/a" and for "/").
 orlo::WideString parentOfNormal(const orlo::WideString& normal);
+
+// The names of the child links of `bucket`, in value order: its kDIGEST
+// values that are named by the full name of a direct child (in normal form,
+// ignoring case) and hold that name's digest. Other kDIGEST values are the
+// client's data, not links.
+std::vector<orlo::WideString> childLinksOf(IBucket& bucket);
 
 }  // namespace vesk::tarnhive

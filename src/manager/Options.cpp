@@ -39,6 +39,7 @@ const OptionRecord kDefaultTable[kOPTIONCOUNT] = {
     row(OptionKind::kOWNER, "DBOwner", ""),
     row(OptionKind::kGROUP, "DBGroup", ""),
     row(OptionKind::kMODE, "DBMode", "-1"),
+    row(OptionKind::kBOOLEAN, "FlushEveryWrite", "false"),
 };
 
 // A signed 32-bit decimal number; anything else throws UnableToConvert.

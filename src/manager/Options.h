@@ -1,6 +1,8 @@
-// Options: the thirteen settings of the bucket manager, read once from the
+// Options: the settings of the bucket manager, read once from the
 // configuration file when the manager is built and kept unchanged for its
 // life. The manager, the caches and the store read them by their index.
+// The first thirteen are the registry's own; "FlushEveryWrite" chooses the
+// store's literal write mode (see store/WritePlan.h).
 //
 // The file is an INI file whose section "Tarnhive" holds the keys of the
 // table below; a key that is absent takes its default. A missing or
@@ -41,6 +43,7 @@ enum OptionIndex : std::uint32_t {
   kDBOWNER,
   kDBGROUP,
   kDBMODE,
+  kFLUSHEVERYWRITE,
   kOPTIONCOUNT
 };
 

@@ -42,11 +42,13 @@ WideString decimalText(std::int64_t value) {
   return orlo::toWide(orlo::NarrowString(digits));
 }
 
-// Writes the decimal value into an open mark and hands it to the system.
+// Writes the decimal value into an open mark and forces it to disk: a
+// commit that has returned survives a power cut.
 void putValue(TextFile& mark, std::int64_t value) {
   errno = 0;
   if (mark.write(orlo::toNarrow(decimalText(value))) < 0) markWriteFailed(__LINE__);
   if (mark.flush() != 0) markWriteFailed(__LINE__);
+  mark.sync();
 }
 
 // Rewrites the mark in force in place; on failure puts its old value back
@@ -127,8 +129,10 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
   }
   writeNewMarkFile(newMark, validEnd, markPermissions(state));
   // From here the new mark names the new valid end: the commit stands even
-  // if the old mark cannot be removed (the next scan removes it).
+  // if its directory entry cannot be forced to disk at once, or the old mark
+  // cannot be removed (the next scan removes it).
   if (inForce != nullptr) *inForce = true;
+  path::syncDirectory(state.directory);
   if (state.commitMarkNumber > 0 && path::entryExists(oldMark)) path::deleteFile(oldMark);
 }
 

@@ -21,8 +21,9 @@ inline constexpr std::int64_t kMaxCommitMarkNumber = 0xFFFFFFFFll;
 std::int64_t nextCommitMarkNumber(std::int64_t number) noexcept;
 
 // Writes the next mark (commitmark.N+1, N = commitMarkNumber) holding
-// `validEnd` and then deletes commitmark.N. The mark is flushed to the
-// operating system only. commitMarkNumber is left for the caller to advance.
+// `validEnd` and then deletes commitmark.N. The mark and its directory entry
+// are forced to disk before the old mark goes. commitMarkNumber is left for
+// the caller to advance.
 //
 // The new mark is created exclusively, never through a link, with the
 // permissions of the mark it replaces; whatever stood under its name before
@@ -55,8 +56,8 @@ void deleteCommitMarks(const StoreState& state);
 // any file; -1 when there is no such mark.
 std::int64_t peekValidEnd(const StoreState& state);
 
-// Writes a new mark file at `path` that holds `value`, flushed to the
-// operating system: whatever stood under the name is removed, and the file
+// Writes a new mark file at `path` that holds `value`, forced to disk (its
+// directory entry is the caller's to force): whatever stood under the name is removed, and the file
 // is created exclusively, without following a link, with `permissions`
 // (0: the creator's defaults). A failure removes the file again and throws.
 void writeNewMarkFile(const orlo::WideString& path, std::int64_t value,

@@ -8,6 +8,7 @@
 #include "store/Compactor.h"
 #include "store/RegistryIo.h"
 #include "store/StoreGuard.h"
+#include "store/WritePlan.h"
 #include "vesk/orlo/BadAllocation.h"
 
 namespace vesk::tarnhive::store {
@@ -22,25 +23,33 @@ struct PendingBlock {
   std::map<Digest, RecordLocation> written;
 };
 
-std::int64_t recordBytesOf(const BucketsByName& written, const NameSet& excluded) {
-  std::int64_t total = 0;
+// The serialized size of every written bucket that is not excluded, in the
+// collection's order (0 for an excluded one), asked once.
+std::vector<std::uint32_t> recordSizesOf(const BucketsByName& written, const NameSet& excluded) {
+  std::vector<std::uint32_t> sizes;
+  sizes.reserve(written.size());
   for (const auto& [name, entry] : written) {
-    if (excluded.count(name)) continue;
-    total += std::int64_t{entry.bucket->serializationSize()} + kRecordHeaderSize;
+    sizes.push_back(excluded.count(name) ? 0 : entry.bucket->serializationSize());
   }
-  return total;
+  return sizes;
 }
 
 void planBlock(const StoreState& state, const BucketsByName& written, const NameSet& deleted,
-               const NameSet& excluded, PendingBlock& block) {
+               const std::vector<std::uint32_t>& sizes, const NameSet& excluded,
+               PendingBlock& block) {
   const auto w = static_cast<std::uint32_t>(written.size());
   const auto d = static_cast<std::uint32_t>(deleted.size());
+  std::int64_t recordBytes = 0;
+  std::size_t i = 0;
+  for (const auto& [name, entry] : written) {
+    if (!excluded.count(name)) recordBytes += std::int64_t{sizes[i]} + kRecordHeaderSize;
+    ++i;
+  }
   const auto previous = state.blockTable.find(state.blockCount);
   BlockDescriptor& b = block.descriptor;
   b.blockNumber = state.blockCount + 1;
   b.previousIndexOffset = previous != state.blockTable.end() ? previous->second->indexOffset : 0;
-  block.layout = layoutBlock(state.validEnd, recordBytesOf(written, excluded), w, d,
-                             indexSizeOf(w, d));
+  block.layout = layoutBlock(state.validEnd, recordBytes, w, d, indexSizeOf(w, d));
   b.blockStart = block.layout.start;
   b.firstRecordOffset = block.layout.firstRecord;
   b.indexOffset = block.layout.indexOffset;
@@ -52,60 +61,50 @@ void planBlock(const StoreState& state, const BucketsByName& written, const Name
   b.indexOffsetCopy = block.layout.indexOffset;
 }
 
-void writeHeader(StoreState& state, const PendingBlock& block) {
+// The block's bytes, in the order in which the literal mode writes them:
+// header, index counts, each record with its entry, the deleted digests,
+// the index copy, the checksum, the block start and the marker.
+WritePlan buildBlock(const BucketsByName& written, const NameSet& deleted,
+                     const std::vector<std::uint32_t>& sizes, const NameSet& excluded,
+                     PendingBlock& block) {
   const BlockLayout& l = block.layout;
-  resizeFile(state.file, l.end);
-  writeI64At(state.file, l.start, l.trailerOffset);
-  writeI64At(state.file, l.start + 8, l.indexOffset);
-  writeI64At(state.file, l.indexOffset, block.descriptor.previousIndexOffset);
-  writeU32At(state.file, l.indexOffset + 8, block.descriptor.entryCount);
-  writeU32At(state.file, l.indexOffset + 12, block.descriptor.deletedCount);
-}
-
-// Writes the records and their index entries; returns where the deleted
-// digests go.
-std::int64_t writeRecords(StoreState& state, const BucketsByName& written,
-                          const NameSet& excluded, PendingBlock& block) {
-  std::int64_t record = block.layout.firstRecord;
-  std::int64_t entry = block.layout.entriesOffset;
+  WritePlan plan(l.start, static_cast<std::size_t>(l.end - l.start));
+  plan.putI64(l.start, l.trailerOffset);
+  plan.putI64(l.start + 8, l.indexOffset);
+  plan.putI64(l.indexOffset, block.descriptor.previousIndexOffset);
+  plan.putU32(l.indexOffset + 8, block.descriptor.entryCount);
+  plan.putU32(l.indexOffset + 12, block.descriptor.deletedCount);
+  std::int64_t record = l.firstRecord;
+  std::int64_t entry = l.entriesOffset;
   std::uint32_t number = 0;
-  std::vector<std::uint8_t> bytes;
+  std::size_t i = 0;
   for (const auto& [name, named] : written) {
+    const std::uint32_t size = sizes[i++];
     if (excluded.count(name)) continue;
     IBucket& bucket = *named.bucket;
-    const std::uint32_t size = bucket.serializationSize();
-    writeI64At(state.file, record, size);
-    bytes.assign(size, 0);
-    std::uint8_t* cursor = bytes.data();
-    bucket.serialize(cursor, bytes.data() + bytes.size());
-    writeAt(state.file, record + kRecordHeaderSize, bytes.data(), bytes.size());
+    plan.putI64(record, size);
+    std::uint8_t* cursor = plan.piece(record + kRecordHeaderSize, size);
+    bucket.serialize(cursor, cursor + size);
     const Digest digest = bucket.getDigest();
-    writeDigestAt(state.file, entry, digest);
-    writeI64At(state.file, entry + kDigestSize, record);
+    plan.putDigest(entry, digest);
+    plan.putI64(entry + kDigestSize, record);
     block.written[digest] = RecordLocation{block.descriptor.blockNumber, number, record};
     record += std::int64_t{size} + kRecordHeaderSize;
     entry += kEntrySize;
     ++number;
   }
-  return entry;
-}
-
-void writeIndexAndTrailer(StoreState& state, const NameSet& deleted, std::int64_t at,
-                          const PendingBlock& block) {
   for (const WideString& name : deleted) {
-    writeDigestAt(state.file, at, Digest(name));
-    at += kDigestSize;
+    plan.putDigest(entry, Digest(name));
+    entry += kDigestSize;
   }
-  // The index copy goes out as a 32-byte write whose last 24 bytes the
+  // The index copy goes out as a 32-byte piece whose last 24 bytes the
   // checksum then overwrites.
-  std::uint8_t copy[32] = {};
-  const auto index = static_cast<std::uint64_t>(block.layout.indexOffset);
-  for (int i = 0; i < 8; ++i) copy[i] = static_cast<std::uint8_t>(index >> (8 * i));
-  writeAt(state.file, at, copy, sizeof copy);
-  const BlockLayout& l = block.layout;
-  writeDigestAt(state.file, l.checksumOffset, checksumOf(state.file, l.start, l.checksumOffset - 1));
-  writeI64At(state.file, l.trailerOffset, l.start);
-  writeAt(state.file, l.trailerOffset + 8, kBlockMarker, kMarkerSize);
+  plan.putI64(entry, l.indexOffset);
+  plan.piece(entry, 32);
+  plan.putDigest(l.checksumOffset, plan.checksum(l.start, l.checksumOffset - 1));
+  plan.putI64(l.trailerOffset, l.start);
+  plan.putBytes(l.trailerOffset + 8, kBlockMarker, kMarkerSize);
+  return plan;
 }
 
 void applyToIndex(StoreState& state, const BucketsByName& written, const NameSet& deleted,
@@ -150,12 +149,12 @@ void commitBlock(StoreState& state, const BucketsByName& written, const NameSet&
   for (const auto& [name, named] : written) state.deletedSet.erase(Digest(name));
 
   PendingBlock block;
-  planBlock(state, written, deleted, excluded, block);
   bool markInForce = false;
   const bool wrote = storeRun(status, [&] {
-    writeHeader(state, block);
-    const std::int64_t deletedAt = writeRecords(state, written, excluded, block);
-    writeIndexAndTrailer(state, deleted, deletedAt, block);
+    const std::vector<std::uint32_t> sizes = recordSizesOf(written, excluded);
+    planBlock(state, written, deleted, sizes, excluded, block);
+    const WritePlan plan = buildBlock(written, deleted, sizes, excluded, block);
+    plan.writeTo(state.file, state.flushEveryWrite);
     writeCommitMark(state, block.layout.end, &markInForce);
   });
   if (!wrote && !markInForce) {

@@ -3,9 +3,11 @@
 #include <vector>
 
 #include "store/CommitMarks.h"
+#include "store/FileImage.h"
 #include "store/IndexLoader.h"
 #include "store/RegistryIo.h"
 #include "store/StoreGuard.h"
+#include "store/WritePlan.h"
 #include "vesk/orlo/Exception.h"
 #include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/TextFile.h"
@@ -22,9 +24,11 @@ constexpr char kSource[] = "vesk/tarnhive/store/Compactor";
   orlo::exception::raise(orlo::exception::DeserializationError(), kSource, line);
 }
 
-// The compacted file being built.
+// The compacted file being built: its bytes are planned in memory and
+// written when the block is complete.
 struct Output {
   BinaryFile file;
+  WritePlan plan{0, kBlockHeaderSize};
   std::int64_t position = kBlockHeaderSize;
   LiveIndex liveIndex;   // digest -> {0, entry, offset in the new file}
   DeletedSet deletedSet;
@@ -40,77 +44,78 @@ void startOutput(StoreState& state, Output& out) {
   out.file.open(state.registryPath1,
                 BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE);
   out.file.setPermissions(path::permissionsOf(state.registryPath));
-  const std::uint8_t zeros[kBlockHeaderSize] = {};
-  writeAt(out.file, 0, zeros, sizeof zeros);
+  out.plan.piece(0, kBlockHeaderSize);
 }
 
 // Copies the live records of the block that ends at `end` and returns its
 // start; returns -1 when the file is a single block and needs no rewrite.
+// The block is read with one read.
 std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
   const std::int64_t validEnd = state.validEnd;
   if (end > validEnd || end < kBlockOverhead) damaged(__LINE__);
   const std::int64_t start = readI64At(state.file, end - kBlockStartFromEnd);
   if (start < 0 || start > validEnd) damaged(__LINE__);
-  (void)readDigestAt(state.file, end - kChecksumFromEnd);  // read, never compared
   const std::int64_t index = readI64At(state.file, start + 8);
   if (index < 0 || index > validEnd) damaged(__LINE__);
   if (start == 0 && end == validEnd) return -1;
-  const std::int64_t previous = readI64At(state.file, index);
+  if (start >= end) damaged(__LINE__);
+  const FileImage block(state.file, start, end);
+  const std::int64_t previous = block.i64At(index);
   if (previous < 0 || previous > validEnd) damaged(__LINE__);
-  const std::uint32_t entryCount = readU32At(state.file, index + 8);
-  const std::uint32_t deletedCount = readU32At(state.file, index + 12);
+  const std::uint32_t entryCount = block.u32At(index + 8);
+  const std::uint32_t deletedCount = block.u32At(index + 12);
   const std::int64_t entries = index + kIndexHeaderSize;
   const std::int64_t deleted = entries + std::int64_t{kEntrySize} * entryCount;
   if (deleted + std::int64_t{kDigestSize} * deletedCount > end) damaged(__LINE__);
   for (std::uint32_t i = 0; i < deletedCount; ++i) {
-    Digest gone = readDigestAt(state.file, deleted + std::int64_t{kDigestSize} * i);
+    Digest gone = block.digestAt(deleted + std::int64_t{kDigestSize} * i);
     if (!out.liveIndex.count(gone)) out.deletedSet.insert(std::move(gone));
   }
-  std::vector<std::uint8_t> record;
   for (std::uint32_t i = 0; i < entryCount; ++i) {
     const std::int64_t at = entries + std::int64_t{kEntrySize} * i;
     if (at < start || at > end) damaged(__LINE__);
-    Digest digest = readDigestAt(state.file, at);
-    const std::int64_t offset = readI64At(state.file, at + kDigestSize);
+    Digest digest = block.digestAt(at);
+    const std::int64_t offset = block.i64At(at + kDigestSize);
     if (offset < start || offset > end) damaged(__LINE__);
     if (out.deletedSet.count(digest) || out.liveIndex.count(digest)) continue;
-    const std::int64_t length = readI64At(state.file, offset);
+    const std::int64_t length = block.i64At(offset);
     if (length <= 0) continue;  // an empty record is dropped
-    if (length > validEnd) damaged(__LINE__);
-    record.resize(static_cast<std::size_t>(length));
-    readAt(state.file, offset + kRecordHeaderSize, record.data(), record.size());
-    writeI64At(out.file, out.position, length);
-    writeAt(out.file, out.position + kRecordHeaderSize, record.data(), record.size());
+    const std::uint8_t* bytes = block.bytesAt(offset + kRecordHeaderSize, length);
+    if (bytes == nullptr) damaged(__LINE__);
+    out.plan.putI64(out.position, length);
+    out.plan.putBytes(out.position + kRecordHeaderSize, bytes, static_cast<std::size_t>(length));
     out.liveIndex.emplace(std::move(digest), RecordLocation{0, i, out.position});
     out.position += length + kRecordHeaderSize;
   }
   return start;
 }
 
-// Writes the index and trailer of the compacted block; returns its end.
-std::int64_t finishOutput(Output& out) {
+// Plans the index and trailer of the compacted block, writes the file and
+// flushes it; returns its end.
+std::int64_t finishOutput(const StoreState& state, Output& out) {
   const auto count = static_cast<std::uint32_t>(out.liveIndex.size());
   const BlockLayout l = layoutBlock(0, out.position - kBlockHeaderSize, count, 0,
                                     indexSizeOf(count, 0));
-  writeI64At(out.file, 0, l.trailerOffset);
-  writeI64At(out.file, 8, l.indexOffset);
-  writeI64At(out.file, l.indexOffset, 0);
-  writeU32At(out.file, l.indexOffset + 8, count);
-  writeU32At(out.file, l.indexOffset + 12, 0);
+  WritePlan& plan = out.plan;
+  plan.putI64(0, l.trailerOffset);
+  plan.putI64(8, l.indexOffset);
+  plan.putI64(l.indexOffset, 0);
+  plan.putU32(l.indexOffset + 8, count);
+  plan.putU32(l.indexOffset + 12, 0);
   std::int64_t entry = l.entriesOffset;
   for (const auto& [digest, location] : out.liveIndex) {
-    writeDigestAt(out.file, entry, digest);
-    writeI64At(out.file, entry + kDigestSize, location.recordOffset);
+    plan.putDigest(entry, digest);
+    plan.putI64(entry + kDigestSize, location.recordOffset);
     entry += kEntrySize;
   }
-  writeI64At(out.file, l.indexCopyOffset, l.indexOffset);
-  writeDigestAt(out.file, l.checksumOffset, checksumOf(out.file, 0, l.checksumOffset - 1));
-  writeI64At(out.file, l.trailerOffset, 0);
-  writeAt(out.file, l.trailerOffset + 8, kBlockMarker, kMarkerSize);
+  plan.putI64(l.indexCopyOffset, l.indexOffset);
+  plan.putDigest(l.checksumOffset, plan.checksum(0, l.checksumOffset - 1));
+  plan.putI64(l.trailerOffset, 0);
+  plan.putBytes(l.trailerOffset + 8, kBlockMarker, kMarkerSize);
+  plan.writeTo(out.file, state.flushEveryWrite);
   out.file.close();
   return l.end;
 }
-
 
 // Takes back the first `done` renames of a switch that failed, newest
 // first, so that the old file and its mark are in force again. Best effort:
@@ -138,7 +143,12 @@ void switchFiles(StoreState& state) {
     path::rename(state.registryPath1, state.registryPath);
     done = 3;
     path::rename(state.newMarkPath, commitMarkPath(state, 1));
+    done = 4;
+    path::syncDirectory(state.directory);
   } catch (...) {
+    // Once the new mark is in place the switch stands, whether or not its
+    // renames have reached the disk yet.
+    if (done == 4) return;
     undoSwitch(state, done);
     throw;
   }
@@ -187,6 +197,7 @@ void adoptCompacted(StoreState& state, Output& out, std::int64_t end, TarnhiveSt
     state.liveIndex.swap(liveIndex);
     state.blockTable.swap(blockTable);
     state.indexStale = false;
+    state.indexComplete = true;
   });
   storeRun(status, [&] { state.file.open(state.registryPath, BinaryFile::kREADWRITE); });
 }
@@ -227,8 +238,9 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
   }
   std::int64_t end = 0;
   const bool finished = storeRun(status, [&] {
-    end = finishOutput(out);
+    end = finishOutput(state, out);
     writeNewMarkFile(state.newMarkPath, end, markPermissions(state));
+    path::syncDirectory(state.directory);
   });
   // A failure before the switch leaves the old file and its mark in force;
   // the next open removes ".1" and "newCommitmark".

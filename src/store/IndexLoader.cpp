@@ -1,5 +1,6 @@
 #include "store/IndexLoader.h"
 
+#include "store/FileImage.h"
 #include "store/RegistryIo.h"
 #include "vesk/orlo/Exception.h"
 
@@ -19,7 +20,8 @@ struct LoadedMaps {
 };
 
 // Reads the block that ends at `end` as block `number` into `loaded`, and
-// returns its start.
+// returns its start. Its index, deleted digests and trailer are read with
+// one read.
 std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number,
                        LoadedMaps& loaded) {
   // No block is shorter than its fixed part.
@@ -33,27 +35,27 @@ std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number
   block->blockStart = start;
   block->blockLength = end - start;
   block->firstRecordOffset = start + kBlockHeaderSize;
-  (void)readDigestAt(state.file, block->checksumOffset);  // read, never compared
   const std::int64_t index = readI64At(state.file, start + 8);
   if (index < 0 || index > end) damaged(__LINE__);
   block->indexOffset = index;
-  block->previousIndexOffset = readI64At(state.file, index);
+  const FileImage image(state.file, index, end);
+  block->previousIndexOffset = image.i64At(index);
   if (block->previousIndexOffset < 0 || block->previousIndexOffset > start) damaged(__LINE__);
-  block->entryCount = readU32At(state.file, index + 8);
-  block->deletedCount = readU32At(state.file, index + 12);
+  block->entryCount = image.u32At(index + 8);
+  block->deletedCount = image.u32At(index + 12);
   const std::int64_t entries = index + kIndexHeaderSize;
   const std::int64_t deleted = entries + std::int64_t{kEntrySize} * block->entryCount;
   // An index that claims more than the block holds is damage, whatever its
   // single entries say; reading it would walk far past the block.
   if (deleted + std::int64_t{kDigestSize} * block->deletedCount > end) damaged(__LINE__);
   for (std::uint32_t i = 0; i < block->deletedCount; ++i) {
-    loaded.deletedSet.insert(readDigestAt(state.file, deleted + std::int64_t{kDigestSize} * i));
+    loaded.deletedSet.insert(image.digestAt(deleted + std::int64_t{kDigestSize} * i));
   }
   for (std::uint32_t i = 0; i < block->entryCount; ++i) {
     const std::int64_t at = entries + std::int64_t{kEntrySize} * i;
     if (at < start || at > end) damaged(__LINE__);
-    Digest digest = readDigestAt(state.file, at);
-    const std::int64_t offset = readI64At(state.file, at + kDigestSize);
+    Digest digest = image.digestAt(at);
+    const std::int64_t offset = image.i64At(at + kDigestSize);
     if (offset < start || offset > end) damaged(__LINE__);
     if (state.deletedSet.count(digest) || loaded.deletedSet.count(digest) ||
         state.liveIndex.count(digest)) {
@@ -61,8 +63,7 @@ std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number
     }
     loaded.liveIndex.emplace(digest, RecordLocation{number, i, offset});
   }
-  block->indexOffsetCopy = readI64At(state.file, deleted + std::int64_t{kDigestSize} *
-                                                               block->deletedCount);
+  block->indexOffsetCopy = image.i64At(deleted + std::int64_t{kDigestSize} * block->deletedCount);
   loaded.blockTable.emplace(number, std::move(block));
   return start;
 }
@@ -86,6 +87,7 @@ void loadIndex(StoreState& state) {
   state.liveIndex = std::move(loaded.liveIndex);
   state.deletedSet = std::move(loaded.deletedSet);
   state.blockTable = std::move(loaded.blockTable);
+  state.indexComplete = true;
 }
 
 void searchFile(StoreState& state, const Digest& digest) {

@@ -8,15 +8,17 @@
 
 namespace vesk::tarnhive::store {
 
-// Rebuilds liveIndex, deletedSet and blockTable from the whole file. Blocks
-// are numbered backwards from 0 (the newest); blockCount becomes the number
-// of the oldest block. A range check that fails throws DeserializationError
+// Rebuilds liveIndex, deletedSet and blockTable from the whole file, with
+// one read per block for its index. Blocks are numbered backwards from 0
+// (the newest); blockCount becomes the number of the oldest block, and the
+// index is complete. A range check that fails throws DeserializationError
 // and leaves the three maps empty.
 void loadIndex(StoreState& state);
 
 // Walks the blocks from the newest for `digest`, adding what it finds to
 // liveIndex and deletedSet, and stops as soon as the digest is found either
-// way. For lookups of digests that are in neither map. A deletion of a
+// way. For lookups of digests that are in neither map while the index is
+// not complete (a complete index answers "absent" at once). A deletion of a
 // digest that liveIndex holds is older than the record the index names and
 // is not added: a bucket deleted and made again stays readable.
 void searchFile(StoreState& state, const Digest& digest);

@@ -60,10 +60,14 @@ Digest readDigestAt(BinaryFile& file, std::int64_t offset) {
   return Digest(cursor, bytes + sizeof bytes);
 }
 
-void writeAt(BinaryFile& file, std::int64_t offset, const void* bytes, std::size_t count) {
+void writeBytesAt(BinaryFile& file, std::int64_t offset, const void* bytes, std::size_t count) {
   errno = 0;
   seekTo(file, offset);
   if (file.write(bytes, count) != static_cast<std::int64_t>(count)) failed(__LINE__);
+}
+
+void writeAt(BinaryFile& file, std::int64_t offset, const void* bytes, std::size_t count) {
+  writeBytesAt(file, offset, bytes, count);
   file.flush();
 }
 

@@ -21,6 +21,11 @@ std::int64_t readI64At(orlo::osdep::BinaryFile& file, std::int64_t offset);
 std::uint32_t readU32At(orlo::osdep::BinaryFile& file, std::int64_t offset);
 Digest readDigestAt(orlo::osdep::BinaryFile& file, std::int64_t offset);
 
+// Writes `count` bytes at `offset`, without a flush. A failed seek or write
+// throws the OS exception.
+void writeBytesAt(orlo::osdep::BinaryFile& file, std::int64_t offset, const void* bytes,
+                  std::size_t count);
+
 // Writes `count` bytes at `offset` and flushes them to disk. A failed seek,
 // write or flush throws the OS exception.
 void writeAt(orlo::osdep::BinaryFile& file, std::int64_t offset, const void* bytes,

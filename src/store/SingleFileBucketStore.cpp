@@ -24,6 +24,7 @@ SingleFileBucketStore::SingleFileBucketStore(const orlo::WideString& directory,
   state_.indexLimitBytes = static_cast<std::int32_t>(indexKB << 10);
   const auto diskKB = static_cast<std::uint32_t>(limits.diskLimitKB);
   state_.diskLimitBytes = static_cast<std::int32_t>(diskKB << 10);
+  state_.flushEveryWrite = limits.flushEveryWrite;
 }
 
 SingleFileBucketStore::~SingleFileBucketStore() = default;
@@ -68,6 +69,7 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
   if (state_.deletedSet.count(digest)) return nullptr;
   auto location = state_.liveIndex.find(digest);
   if (location == state_.liveIndex.end()) {
+    if (state_.indexComplete) return nullptr;
     store::searchFile(state_, digest);
     location = state_.liveIndex.find(digest);
     if (location == state_.liveIndex.end()) return nullptr;
@@ -142,6 +144,7 @@ void SingleFileBucketStore::commit(const BucketsByName& written, const NameSet& 
 bool SingleFileBucketStore::hasLiveRecord(const Digest& digest) {
   if (state_.deletedSet.count(digest)) return false;
   if (state_.liveIndex.count(digest)) return true;
+  if (state_.indexComplete) return false;
   store::searchFile(state_, digest);
   return state_.liveIndex.count(digest) != 0;
 }

@@ -16,12 +16,13 @@
 
 namespace vesk::tarnhive {
 
-// The sizes the store is given: "MemoryIndicesSizeLimitKB" (kept, not
-// consulted) and "DiskMaxRegistryFileSizeKB" (the size past which a commit
-// compacts the file).
+// The settings the store is given: "MemoryIndicesSizeLimitKB" (kept, not
+// consulted), "DiskMaxRegistryFileSizeKB" (the size past which a commit
+// compacts the file) and "FlushEveryWrite" (the literal write mode).
 struct StoreLimits {
   std::int32_t indexLimitKB = 1024;
   std::int32_t diskLimitKB = 1024;
+  bool flushEveryWrite = false;
 };
 
 class SingleFileBucketStore : public IBucketStore {

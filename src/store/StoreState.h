@@ -47,9 +47,15 @@ struct StoreState {
   // Set when a compaction put its file in place but could not take its
   // index: the index is loaded again before the next use.
   bool indexStale = false;
+  // The literal write mode: every piece of a block flushed on its own.
+  bool flushEveryWrite = false;
+  // Set while liveIndex holds every live bucket of the file (after a full
+  // load or a compaction): a name it does not hold is absent.
+  bool indexComplete = false;
 
   // Forgets the index of the file.
   void clearIndex() {
+    indexComplete = false;
     liveIndex.clear();
     deletedSet.clear();
     blockTable.clear();

@@ -14,8 +14,12 @@ namespace fs = std::filesystem;
 
 const std::set<std::string> kNames = {"/a", "/b", "/c", "/d"};
 
-class StoreCrashTest : public StoreFixture {
+// Run in both write modes: one write and one flush per block, and a flush
+// after every piece.
+class StoreCrashTest : public StoreFixture, public ::testing::WithParamInterface<bool> {
  protected:
+  void SetUp() override { flushEveryWrite_ = GetParam(); }
+
   // Saves the directory as it stands, to restore before every run.
   void snapshot() {
     fs::remove_all(saved_.path("files"));
@@ -54,7 +58,7 @@ class StoreCrashTest : public StoreFixture {
 const Content kOld{{"/a", 1}, {"/b", 2}};
 const Content kNew{{"/a", 10}, {"/c", 3}};
 
-TEST_F(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
+TEST_P(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
   { ASSERT_EQ(commit(*openStore(), kOld), 0); }
   snapshot();
   const std::uint64_t runs = test::forEachCrashPoint(
@@ -70,7 +74,7 @@ TEST_F(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
   EXPECT_GT(runs, 20u);
 }
 
-TEST_F(StoreCrashTest, CompactionAtOpenCrashedAtEveryOperationKeepsTheContent) {
+TEST_P(StoreCrashTest, CompactionAtOpenCrashedAtEveryOperationKeepsTheContent) {
   {
     auto store = openStore();
     ASSERT_EQ(commit(*store, kOld), 0);
@@ -87,7 +91,7 @@ TEST_F(StoreCrashTest, CompactionAtOpenCrashedAtEveryOperationKeepsTheContent) {
   EXPECT_GT(runs, 20u);
 }
 
-TEST_F(StoreCrashTest, CompactingCommitCrashedAtEveryOperationLeavesOldOrNew) {
+TEST_P(StoreCrashTest, CompactingCommitCrashedAtEveryOperationLeavesOldOrNew) {
   // Records of about 600 bytes and a limit of 1 KiB: the second commit
   // leaves the file over the limit and compacts it.
   setDiskLimitKB(1);
@@ -145,23 +149,23 @@ void StoreCrashTest::commitWithAnIoErrorAtEveryOperation(const Content& start,
   }
 }
 
-TEST_F(StoreCrashTest, CommitWithAnIoErrorAtEveryOperationLosesNothing) {
+TEST_P(StoreCrashTest, CommitWithAnIoErrorAtEveryOperationLosesNothing) {
   commitWithAnIoErrorAtEveryOperation(kOld, 0);
 }
 
-TEST_F(StoreCrashTest, FirstCommitWithAnIoErrorAtEveryOperationLosesNothing) {
+TEST_P(StoreCrashTest, FirstCommitWithAnIoErrorAtEveryOperationLosesNothing) {
   // On a new file set the mark in force is rewritten in place.
   commitWithAnIoErrorAtEveryOperation({}, 0);
 }
 
-TEST_F(StoreCrashTest, CompactingCommitWithAnIoErrorAtEveryOperationLosesNothing) {
+TEST_P(StoreCrashTest, CompactingCommitWithAnIoErrorAtEveryOperationLosesNothing) {
   // Up to the switch a failure takes it back; after it the new file is in
   // force and the store takes it up at its next operation.
   setDiskLimitKB(1);
   commitWithAnIoErrorAtEveryOperation(kOld, 600);
 }
 
-TEST_F(StoreCrashTest, CompactionWithAnIoErrorAtEveryOperationLosesNothing) {
+TEST_P(StoreCrashTest, CompactionWithAnIoErrorAtEveryOperationLosesNothing) {
   {
     auto store = openStore();
     ASSERT_EQ(commit(*store, kOld), 0);
@@ -187,7 +191,7 @@ TEST_F(StoreCrashTest, CompactionWithAnIoErrorAtEveryOperationLosesNothing) {
   }
 }
 
-TEST_F(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
+TEST_P(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
   // A file set left by a crash right after the first rename of a switch.
   {
     auto store = openStore();
@@ -208,6 +212,11 @@ TEST_F(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
                             expectRecovered({kNew}, k);
                           });
 }
+
+INSTANTIATE_TEST_SUITE_P(WriteModes, StoreCrashTest, ::testing::Values(false, true),
+                         [](const ::testing::TestParamInfo<bool>& mode) {
+                           return std::string(mode.param ? "FlushEveryWrite" : "OneFlushPerBlock");
+                         });
 
 }  // namespace
 }  // namespace vesk::tarnhive::testing

@@ -85,6 +85,7 @@ class StoreFixture : public ::testing::Test {
   std::unique_ptr<SingleFileBucketStore> openStore(std::int32_t* code = nullptr) {
     StoreLimits limits;
     limits.diskLimitKB = diskLimitKB_;
+    limits.flushEveryWrite = flushEveryWrite_;
     auto store = std::make_unique<SingleFileBucketStore>(dir_.wide(), limits);
     TarnhiveStatus status;
     store->open(0, &status);
@@ -139,6 +140,8 @@ class StoreFixture : public ::testing::Test {
 
   test::TempDirectory dir_;
   int diskLimitKB_ = 1024 * 64;
+  // The literal write mode: every piece of a block flushed on its own.
+  bool flushEveryWrite_ = false;
 };
 
 }  // namespace vesk::tarnhive::testing

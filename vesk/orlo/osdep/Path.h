@@ -54,6 +54,10 @@ bool deleteFile(const WideString& path, bool ignoreErrors = false);
 // the OS exception (line 1241) for a failed move.
 void rename(const WideString& from, const WideString& to);
 
+// Forces the entries of the directory `path` (files made, renamed or
+// deleted in it) to disk. Throws the OS exception (line 1280) on failure;
+// a platform without the call does nothing.
+void syncDirectory(const WideString& path);
 // Creates the directory `path` and every missing parent; an existing
 // directory is left alone. Throws the OS exception (line 1124) when a
 // directory cannot be made or a part of the path is a file.

@@ -46,6 +46,9 @@ class TextFile {
   // Hands buffered text to the operating system; 0, or -1 when the file is
   // closed or that fails.
   int flush();
+  // Forces what flush handed over to the disk. Ignored when closed; a
+  // failure throws PosixError (line 144).
+  void sync();
 
   // Replaces `line` with the next line, without its line end ("\n" or
   // "\r\n"). Returns false, with `line` empty, at the end of the file or when

@@ -31,6 +31,7 @@ inline constexpr ErrorSite kBINARYFILE_SETSIZE{kBinaryFileSource, 467};
 
 inline constexpr ErrorSite kTEXTFILE_OPEN{kTextFileSource, 120};
 inline constexpr ErrorSite kTEXTFILE_READLINE{kTextFileSource, 187};
+inline constexpr ErrorSite kTEXTFILE_SYNC{kTextFileSource, 144};
 
 inline constexpr ErrorSite kGETFILESIZE{kGetFileSizeSource, 31};
 
@@ -40,6 +41,7 @@ inline constexpr ErrorSite kPATH_DELETE{kPathSource, 1063};
 inline constexpr ErrorSite kPATH_CREATE_DIRECTORY{kPathSource, 1124};
 inline constexpr ErrorSite kPATH_RENAME_INVALID{kPathSource, 1226};
 inline constexpr ErrorSite kPATH_RENAME{kPathSource, 1241};
+inline constexpr ErrorSite kPATH_SYNC_DIRECTORY{kPathSource, 1280};
 
 inline constexpr ErrorSite kFINDFILES{kFindFilesSource, 105};
 

@@ -1,5 +1,6 @@
 #include "vesk/orlo/osdep/Path.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -9,6 +10,7 @@
 #include "vesk/orlo/osdep/common/PathText.h"
 #include "vesk/orlo/osdep/posix/CrossDeviceMove.h"
 #include "vesk/orlo/osdep/posix/PosixFailure.h"
+#include "vesk/orlo/osdep/posix/RobustCalls.h"
 #include "vesk/orlo/osdep/posix/SystemCalls.h"
 
 namespace vesk::orlo::osdep::path {
@@ -103,6 +105,18 @@ void rename(const WideString& from, const WideString& to) {
   if (posix::sys().rename(source.c_str(), target.c_str()) == 0) return;
   if (errno != EXDEV) posix::throwLastError(kPATH_RENAME);
   posix::moveAcrossDevices(source, target);
+}
+
+void syncDirectory(const WideString& path) {
+  if (!isValid(path)) invalidArgument(kPATH_RENAME_INVALID);
+  const NarrowString narrow = toNarrow(path);
+  FileOperation operation;
+  const int fd = posix::robustOpen(narrow.c_str(), O_RDONLY | O_DIRECTORY, 0);
+  if (fd == -1) posix::throwLastError(kPATH_SYNC_DIRECTORY);
+  const int result = posix::robustFdatasync(fd);
+  const int error = errno;
+  posix::closeOnce(fd);
+  if (result == -1) posix::throwError(error, kPATH_SYNC_DIRECTORY);
 }
 
 void createDirectories(const WideString& path) {

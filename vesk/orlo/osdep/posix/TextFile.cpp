@@ -80,6 +80,12 @@ int TextFile::flush() {
   return posix::sys().fflush(stream_) == 0 ? 0 : -1;
 }
 
+void TextFile::sync() {
+  if (!isOpen()) return;
+  FileOperation operation;
+  if (posix::robustFdatasync(::fileno(stream_)) == -1) posix::throwLastError(kTEXTFILE_SYNC);
+}
+
 bool TextFile::readLine(NarrowString& line) {
   line.clear();
   if (!isOpen()) return false;
