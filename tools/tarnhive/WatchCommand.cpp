@@ -14,6 +14,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -182,8 +183,10 @@ class Watcher {
     }
   }
 
-  void emit(const Change& change) {
+  void emit(Change& change) {
     if (change.written.empty() && change.deleted.empty()) return;
+    std::sort(change.written.begin(), change.written.end());
+    std::sort(change.deleted.begin(), change.deleted.end());
     Json written = Json::array(), deleted = Json::array();
     for (const auto& name : change.written) written.push_back(nameKey(name));
     for (const auto& name : change.deleted) deleted.push_back(nameKey(name));
