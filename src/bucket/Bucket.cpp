@@ -3,6 +3,7 @@
 #include "bucket/Bucket.h"
 
 #include <functional>
+#include <new>
 
 #include "bucket/BucketClock.h"
 #include "bucket/BucketNames.h"
@@ -36,14 +37,30 @@ Bucket::Bucket(IBucket& source)
       version_(source.getVersion()),
       modified_(source.isModified()),
       timestamp_(clock::now()) {
-  shortName_ = shortNameOf(fullName_);
-  digest_ = Digest(fullName_);
   // The copy must come out exactly as modified as its source, whatever the
   // copying of the values did to the flag.
   const bool sourceModified = modified_;
-  TarnhiveStatus ignored;
-  copyValuesFrom(source, true, &ignored);
+  if (auto* bucket = dynamic_cast<Bucket*>(&source)) {
+    copyFromBucket(*bucket);
+  } else {
+    shortName_ = shortNameOf(fullName_);
+    digest_ = Digest(fullName_);
+    TarnhiveStatus ignored;
+    copyValuesFrom(source, true, &ignored);
+  }
   modified_ = sourceModified;
+}
+
+// Every read hands out such a copy: the values are shared with the source
+// (they never change once stored), so a copy costs one map node per value
+// and no time stamp per value. A value of an unknown kind is left out, as
+// setValue would refuse it.
+void Bucket::copyFromBucket(Bucket& source) {
+  CriticalSectionLock hold(source.lock_);
+  shortName_ = source.shortName_;
+  digest_ = source.digest_;
+  values_ = source.values_;
+  std::erase_if(values_, [](const auto& entry) { return entry.second->getType() > kFLOAT64ARRAY; });
 }
 
 Bucket::Bucket(IBucket& source, const WideString& fullName) : Bucket(source) {
@@ -200,6 +217,17 @@ bool Bucket::copyValuesFrom(IBucket& source, bool overwrite, TarnhiveStatus* sta
   closeEnumeration(handle);
   if (refused != 0) setStatus(status, refused);
   return stored;
+}
+
+std::vector<std::pair<WideString, Digest>> Bucket::digestValues() {
+  CriticalSectionLock hold(lock_);
+  std::vector<std::pair<WideString, Digest>> found;
+  for (const auto& [name, value] : values_) {
+    if (value->getType() != kDIGEST) continue;
+    TarnhiveStatus own;
+    found.emplace_back(name, value->getDigest(&own));
+  }
+  return found;
 }
 
 bool Bucket::addChildLink(const WideString& childShortName, TarnhiveStatus* status,

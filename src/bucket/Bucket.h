@@ -23,6 +23,8 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "bucket/BucketValue.h"
 #include "bucket/EnumerationCursors.h"
@@ -50,6 +52,10 @@ class Bucket final
   // stamped with the current time and is modified exactly when the source
   // is.
   explicit Bucket(IBucket& source);
+  // The name and digest of every kDIGEST value, in value order, read
+  // without copying the values.
+  std::vector<std::pair<WideString, Digest>> digestValues();
+
   // The same copy under another full name, with the names derived from it.
   Bucket(IBucket& source, const WideString& fullName);
   explicit Bucket(Bucket& source) : Bucket(static_cast<IBucket&>(source)) {}
@@ -171,7 +177,10 @@ class Bucket final
 
  private:
   using ValuePtr = std::unique_ptr<BucketValue>;
-  using ValueMap = std::map<WideString, ValuePtr, orlo::IgnoreCaseLess>;
+  // A value, once stored, is never changed: a setter stores a new one in its
+  // place. So copies of a bucket share their values instead of copying them.
+  using SharedValue = std::shared_ptr<BucketValue>;
+  using ValueMap = std::map<WideString, SharedValue, orlo::IgnoreCaseLess>;
 
   // Recomputes the short name, digest and parent from fullName_.
   void deriveNames();
@@ -185,6 +194,8 @@ class Bucket final
   // Copies the values of `source` under one of this bucket's handles;
   // true when any was stored.
   bool copyValuesFrom(IBucket& source, bool overwrite, TarnhiveStatus* status);
+  // The names and values of `source`, shared with it.
+  void copyFromBucket(Bucket& source);
   // Destroys every value. Marks the change when there was any.
   void dropAllValues() noexcept;
   // Reads one entry of a record and stores it with overwrite.

@@ -166,7 +166,9 @@ class BucketManager
   orlo::RefPtr<IBucket> findBucket(const Digest& digest, TarnhiveStatus* status);
   // The bucket of a name in normal form as the open update sees it: changed
   // in it, deleted in it (null), or else as committed. Null when nowhere.
-  orlo::RefPtr<IBucket> pendingBucket(const WideString& normal, TarnhiveStatus* status);
+  // `pending`, when given, tells whether it is the update cache's own.
+  orlo::RefPtr<IBucket> pendingBucket(const WideString& normal, TarnhiveStatus* status,
+                                      bool* pending = nullptr);
   // The client-facing lookup: the memory cache, then the store (which fills
   // the memory cache). Null and kWBUCKETNOTFOUND when nowhere.
   orlo::RefPtr<IBucket> lookUp(const Digest& digest, TarnhiveStatus* status);
@@ -178,7 +180,13 @@ class BucketManager
   // The walks take names in normal form.
   void writeTree(IBucket& source, const WideString& normal, bool recursive, Visited& visited,
                  TarnhiveStatus* status);
-  using Changes = std::vector<orlo::RefPtr<IBucket>>;
+  // A bucket a write puts into the update cache, and the short name of a
+  // child it is to link first (empty: none).
+  struct Change {
+    orlo::RefPtr<IBucket> bucket;
+    WideString link;
+  };
+  using Changes = std::vector<Change>;
   void linkIntoParent(const WideString& normal, Changes& changes, TarnhiveStatus* status);
   void deleteTree(const WideString& normal, Visited& visited, TarnhiveStatus* status);
   void unlinkFromParent(const WideString& normal, TarnhiveStatus* status);

@@ -1,4 +1,5 @@
 // Names and directories of the bucket manager.
+#include "bucket/Bucket.h"
 #include "bucket/BucketNames.h"
 #include "entry/StatusGuard.h"
 #include "manager/BucketManager.h"
@@ -35,26 +36,39 @@ orlo::WideString parentOfNormal(const orlo::WideString& normal) {
   return last == 0 ? orlo::WideString(kRootName) : normal.substring(0, last);
 }
 
-std::vector<orlo::WideString> childLinksOf(IBucket& bucket) {
-  const orlo::WideString parent = normalizedNameOf(bucket.getFullName());
-  std::vector<orlo::WideString> links;
+namespace {
+
+// The name and digest of every kDIGEST value of `bucket`.
+std::vector<std::pair<orlo::WideString, Digest>> digestValuesOf(IBucket& bucket) {
+  if (auto* typed = dynamic_cast<Bucket*>(&bucket)) return typed->digestValues();
+  std::vector<std::pair<orlo::WideString, Digest>> found;
   TarnhiveStatus own;
   orlo::WideString name;
   IBucketValue* value = nullptr;
   const std::uint32_t handle = bucket.openEnumeration();
   for (bool more = bucket.enumFirstValue(name, value, handle, &own); more;
        more = bucket.enumNextValue(name, value, handle, &own)) {
-    if (value->getType() != kDIGEST) continue;
+    TarnhiveStatus read;
+    if (value->getType() == kDIGEST) found.emplace_back(name, value->getDigest(&read));
+  }
+  if (value != nullptr) value->release();
+  bucket.closeEnumeration(handle);
+  return found;
+}
+
+}  // namespace
+
+std::vector<orlo::WideString> childLinksOf(IBucket& bucket) {
+  const orlo::WideString parent = normalizedNameOf(bucket.getFullName());
+  std::vector<orlo::WideString> links;
+  for (const auto& [name, digest] : digestValuesOf(bucket)) {
     const orlo::WideString child = normalizedNameOf(name);
     if (child == orlo::WideString(kRootName) || !orlo::equalsIgnoreCase(child, name) ||
         !orlo::equalsIgnoreCase(parentOfNormal(child), parent)) {
       continue;
     }
-    TarnhiveStatus read;
-    if (value->getDigest(&read) == Digest(name)) links.push_back(name);
+    if (digest == Digest(name)) links.push_back(name);
   }
-  if (value != nullptr) value->release();
-  bucket.closeEnumeration(handle);
   return links;
 }
 

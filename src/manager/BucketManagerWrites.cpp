@@ -73,8 +73,11 @@ void takeLinks(IBucket& copy, IBucket* current, TarnhiveStatus* status) {
 
 }  // namespace
 
-RefPtr<IBucket> BucketManager::pendingBucket(const WideString& normal, TarnhiveStatus* status) {
+RefPtr<IBucket> BucketManager::pendingBucket(const WideString& normal, TarnhiveStatus* status,
+                                             bool* pending) {
+  if (pending != nullptr) *pending = false;
   RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(updateCache_->getBucketByName(normal));
+  if (bucket && pending != nullptr) *pending = true;
   if (bucket || updateCache_->isRemoved(normal)) return bucket;
   const Digest digest(normal);
   bucket = RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
@@ -83,16 +86,22 @@ RefPtr<IBucket> BucketManager::pendingBucket(const WideString& normal, TarnhiveS
 }
 
 // Walks up from `normal` while parents are missing or lack the link, so it
-// costs time linear in the name, and copies a parent only to change it. The
-// changed parents are added to `changes`, nothing to the update cache.
+// costs time linear in the name. A parent that the update already changed
+// takes the link in place; another is copied to take it. What is to change
+// goes into `changes`, nothing into the update cache.
 void BucketManager::linkIntoParent(const WideString& normal, Changes& changes,
                                    TarnhiveStatus* status) {
   WideString child = normal;
   while (!isRoot(child)) {
     const WideString parentName = parentOfNormal(child);
-    RefPtr<IBucket> parent = pendingBucket(parentName, status);
+    bool pending = false;
+    RefPtr<IBucket> parent = pendingBucket(parentName, status, &pending);
     if (failed(status)) return;
     if (parent && parent->hasValue(child)) return;
+    if (pending) {
+      changes.push_back({parent, shortNameOf(child)});
+      return;
+    }
     RefPtr<IBucket> changed(parent ? new Bucket(*parent) : new Bucket(parentName, true));
     TarnhiveStatus own;
     changed->addChildLink(shortNameOf(child), &own, true);
@@ -100,7 +109,7 @@ void BucketManager::linkIntoParent(const WideString& normal, Changes& changes,
       setStatus(status, own.code);
       return;
     }
-    changes.push_back(changed);
+    changes.push_back({changed, WideString()});
     // An existing parent is linked into its own parent already.
     if (parent) return;
     child = parentName;
@@ -117,12 +126,16 @@ void BucketManager::writeTree(IBucket& source, const WideString& normal, bool re
   if (failed(status)) return;
   RefPtr<IBucket> copy(new Bucket(source, normal));
   takeLinks(*copy, current.get(), status);
-  Changes changes{copy};
+  Changes changes{{copy, WideString()}};
   linkIntoParent(normal, changes, status);
   if (failed(status)) return;
-  const bool overwrite = true;
-  for (const RefPtr<IBucket>& changed : changes) {
-    updateCache_->addBucket(changed.get(), overwrite, status);
+  // The link that a pending parent takes in place goes first: should it
+  // fail, nothing else has changed.
+  for (auto change = changes.rbegin(); change != changes.rend(); ++change) {
+    if (!change->link.empty()) change->bucket->addChildLink(change->link, status, true);
+    if (failed(status)) return;
+    const bool overwrite = true;
+    updateCache_->addBucket(change->bucket.get(), overwrite, status);
   }
   if (!recursive) return;
   for (const WideString& link : childLinksOf(*copy)) {

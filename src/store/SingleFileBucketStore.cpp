@@ -1,5 +1,6 @@
 #include "store/SingleFileBucketStore.h"
 
+#include <algorithm>
 #include <new>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include "store/CommitMarks.h"
 #include "store/CommitWriter.h"
 #include "store/Compactor.h"
+#include "store/FileImage.h"
 #include "store/FileSet.h"
 #include "store/IndexLoader.h"
 #include "store/RegistryIo.h"
@@ -79,7 +81,11 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
     orlo::exception::raise(orlo::exception::DeserializationError(),
                            "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
   }
-  const std::int64_t length = store::readI64At(state_.file, offset);
+  // The record is read with one read of a size that holds most buckets,
+  // and a second one only for a larger bucket.
+  constexpr std::int64_t kFirstRead = 4096;
+  store::FileImage image(state_.file, offset, std::min(offset + kFirstRead, state_.validEnd));
+  const std::int64_t length = image.i64At(offset);
   if (length <= 0) return nullptr;
   // A length beyond the file can only come from damage; do not try to
   // allocate it.
@@ -87,11 +93,13 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
     orlo::exception::raise(orlo::exception::DeserializationError(),
                            "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
   }
+  const std::int64_t first = offset + store::kRecordHeaderSize;
+  if (image.bytesAt(first, length) == nullptr) {
+    image = store::FileImage(state_.file, offset, first + length);
+  }
   orlo::RefPtr<Bucket> bucket(new Bucket());
-  std::vector<std::uint8_t> record(static_cast<std::size_t>(length), 0);
-  store::readAt(state_.file, offset + store::kRecordHeaderSize, record.data(), record.size());
-  const std::uint8_t* cursor = record.data();
-  bucket->deserialize(cursor, record.data() + record.size());
+  const std::uint8_t* cursor = image.bytesAt(first, length);
+  bucket->deserialize(cursor, cursor + length);
   // A record under another bucket's digest is damage: handing it out would
   // put a bucket where its name does not lead.
   if (!(bucket->getDigest() == digest)) {

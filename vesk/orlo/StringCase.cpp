@@ -9,6 +9,7 @@ namespace {
 int compareLowered(const WChar* a, std::uint32_t na, const WChar* b, std::uint32_t nb) noexcept {
   const std::uint32_t n = na < nb ? na : nb;
   for (std::uint32_t i = 0; i < n; ++i) {
+    if (a[i] == b[i]) continue;  // equal units lower alike
     const auto x = static_cast<std::uint16_t>(osdep::lowerUnit(a[i]));
     const auto y = static_cast<std::uint16_t>(osdep::lowerUnit(b[i]));
     if (x != y) return x < y ? -1 : 1;
