@@ -12,6 +12,7 @@
 
 #include "manager/CallbackLibrary.h"
 #include "manager/RegistryCheck.h"
+#include "support/Environment.h"
 #include "support/FaultyOs.h"
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
@@ -43,7 +44,7 @@ std::string readText(const std::string& path) {
 class BucketManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    ::setenv("VESK_TARNHIVE_LOCK_DIR", locks_.path().c_str(), 1);
+    test::setEnvironment("VESK_TARNHIVE_LOCK_DIR", locks_.path());
     std::ofstream(config_.path("options.ini")) << "[Tarnhive]\n" << options_;
   }
 
