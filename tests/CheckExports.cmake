@@ -1,12 +1,39 @@
-# Fails when the shared library exports a name that is not public.
-execute_process(COMMAND nm -D --defined-only -C ${LIBRARY}
-                OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
+# Fails unless the shared library exports exactly its public names: every
+# exported name is one of them, and each of them is exported. On ELF the
+# dynamic symbols are read with nm; on Windows the DLL's export table with
+# objdump -p, demangled with c++filt.
+if(OBJDUMP)
+  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} OUTPUT_VARIABLE table RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "objdump failed on ${LIBRARY}")
+  endif()
+  # The names follow the table's heading, one "\t[ordinal] name" a line.
+  string(REPLACE "\n" ";" table_lines "${table}")
+  set(names "")
+  set(in_table FALSE)
+  foreach(line IN LISTS table_lines)
+    if(line MATCHES "^\\[Ordinal/Name Pointer\\] Table")
+      set(in_table TRUE)
+    elseif(in_table AND line MATCHES "^\t\\[ *[0-9]+\\] (.+)$")
+      string(APPEND names "${CMAKE_MATCH_1}\n")
+    else()
+      set(in_table FALSE)
+    endif()
+  endforeach()
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/exports.txt "${names}")
+  execute_process(COMMAND ${CXXFILT} INPUT_FILE ${CMAKE_CURRENT_BINARY_DIR}/exports.txt
+                  OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
+else()
+  execute_process(COMMAND nm -D --defined-only -C ${LIBRARY}
+                  OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
+endif()
 if(NOT result EQUAL 0)
-  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+  message(FATAL_ERROR "reading the exports of ${LIBRARY} failed")
 endif()
 string(REPLACE "\n" ";" lines "${symbols}")
 set(allowed "^GetInterface$|^vesk::tarnhive::Digest|^vesk::tarnhive::DigestString|^vesk::tarnhive::Bucket::getMemUsage|^vesk::tarnhive::BucketManager::purgeStore|^typeinfo (name )?for vesk::tarnhive::Digest$|^vtable for vesk::tarnhive::Digest$")
-set(found_entry FALSE)
+set(required "GetInterface" "vesk::tarnhive::Digest::Digest()" "vesk::tarnhive::DigestString::DigestString()"
+             "vesk::tarnhive::Bucket::getMemUsage()" "vesk::tarnhive::BucketManager::purgeStore()")
 foreach(line IN LISTS lines)
   if(line STREQUAL "")
     continue()
@@ -19,10 +46,8 @@ foreach(line IN LISTS lines)
   if(NOT name MATCHES "${allowed}")
     message(SEND_ERROR "exported but not public: ${name}")
   endif()
-  if(name STREQUAL "GetInterface")
-    set(found_entry TRUE)
-  endif()
+  list(REMOVE_ITEM required "${name}")
 endforeach()
-if(NOT found_entry)
-  message(FATAL_ERROR "GetInterface is not exported")
+if(required)
+  message(FATAL_ERROR "public but not exported: ${required}")
 endif()

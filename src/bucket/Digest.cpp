@@ -1,12 +1,6 @@
 // Digest and DigestString: hashing of bucket names, their two text forms and
-// the 32-byte record. The low-level SHA-256 calls are deprecated in OpenSSL 3
-// but are the ones this library is defined by; they are used here only.
-#define OPENSSL_SUPPRESS_DEPRECATED
-
+// the 32-byte record. SHA-256 comes from the platform's implementation.
 #include "vesk/tarnhive/Digest.h"
-
-#include <openssl/crypto.h>
-#include <openssl/sha.h>
 
 #include <cstring>
 
@@ -14,6 +8,7 @@
 #include "vesk/orlo/Serial.h"
 #include "vesk/orlo/StringCase.h"
 #include "vesk/orlo/StringConversion.h"
+#include "vesk/orlo/osdep/Sha256.h"
 
 namespace vesk::tarnhive {
 namespace {
@@ -21,10 +16,7 @@ namespace {
 constexpr char kDigestSource[] = "vesk/tarnhive/Digest";
 
 void hashBytes(const unsigned char* bytes, std::size_t count, unsigned char* out) {
-  SHA256_CTX context;
-  SHA256_Init(&context);
-  SHA256_Update(&context, bytes, count);
-  SHA256_Final(out, &context);
+  orlo::osdep::sha256(bytes, count, out);
 }
 
 // SHA-256 of the lower-cased UTF-16LE bytes of `name`: no terminator, no
@@ -96,9 +88,14 @@ void Digest::calculateDigest(const orlo::WideString& name, Digest& digest, Diges
     return;
   }
   hashName(name, digest.bytes_);
-  // With no separator the result is 64 uppercase digits and a 0, which fill
-  // the text exactly; the call cannot fail for these sizes.
-  OPENSSL_buf2hexstr_ex(text.data(), DigestString::kSize, nullptr, digest.bytes_, kSize, '\0');
+  // 64 uppercase digits and a 0, which fill the text exactly.
+  static constexpr char kDigits[] = "0123456789ABCDEF";
+  char* out = text.data();
+  for (std::uint32_t i = 0; i < kSize; ++i) {
+    *out++ = kDigits[digest.bytes_[i] >> 4];
+    *out++ = kDigits[digest.bytes_[i] & 0x0F];
+  }
+  *out = 0;
 }
 
 void Digest::getString(orlo::WideString& out) {

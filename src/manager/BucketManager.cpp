@@ -21,7 +21,7 @@ namespace {
 namespace path = orlo::osdep::path;
 using orlo::osdep::CriticalSectionLock;
 
-constexpr orlo::WChar kLockName[] = u"__vesk_tarnhive_BucketManager_lock__";
+constexpr orlo::WChar kLockName[] = VESK_WIDE("__vesk_tarnhive_BucketManager_lock__");
 
 // Holds the machine-wide lock for a scope.
 class ProcessLockScope {

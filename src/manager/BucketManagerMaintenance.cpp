@@ -20,7 +20,7 @@ using orlo::NarrowString;
 using orlo::WideString;
 using orlo::osdep::TextFile;
 
-constexpr orlo::WChar kRunCounterName[] = u"debugRunCounter.txt";
+constexpr orlo::WChar kRunCounterName[] = VESK_WIDE("debugRunCounter.txt");
 
 // Where `needle` first occurs in `line`, or npos.
 std::size_t firstOccurrence(const NarrowString& line, const char* needle) {

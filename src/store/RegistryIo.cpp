@@ -1,16 +1,12 @@
-// The checksum uses the SHA-256 calls of libcrypto that the digests of names
-// use too; they are deprecated in OpenSSL 3 but kept on purpose.
-#define OPENSSL_SUPPRESS_DEPRECATED
-
+// The checksum uses the platform's SHA-256 that the digests of names use too.
 #include "store/RegistryIo.h"
-
-#include <openssl/sha.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "vesk/orlo/Exception.h"
 #include "vesk/orlo/osdep/OSException.h"
+#include "vesk/orlo/osdep/Sha256.h"
 
 namespace vesk::tarnhive::store {
 namespace {
@@ -94,27 +90,23 @@ void resizeFile(BinaryFile& file, std::int64_t length) {
 }
 
 Digest checksumOf(BinaryFile& file, std::int64_t from, std::int64_t to) {
-  SHA256_CTX context;
-  SHA256_Init(&context);
+  orlo::osdep::Sha256 context;
   std::uint8_t piece[64];
   for (std::int64_t at = from; at < to;) {
     const auto size = static_cast<std::size_t>(to - at < 64 ? to - at : 64);
     readAt(file, at, piece, size);
-    SHA256_Update(&context, piece, size);
+    context.update(piece, size);
     at += static_cast<std::int64_t>(size);
   }
   unsigned char bytes[Digest::kSize];
-  SHA256_Final(bytes, &context);
+  context.finish(bytes);
   const unsigned char* cursor = bytes;
   return Digest(cursor, bytes + sizeof bytes);
 }
 
 Digest checksumOfBytes(const std::uint8_t* bytes, std::size_t count) {
-  SHA256_CTX context;
-  SHA256_Init(&context);
-  SHA256_Update(&context, bytes, count);
   unsigned char digest[Digest::kSize];
-  SHA256_Final(digest, &context);
+  orlo::osdep::sha256(bytes, count, digest);
   const unsigned char* cursor = digest;
   return Digest(cursor, digest + sizeof digest);
 }

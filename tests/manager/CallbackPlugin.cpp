@@ -6,7 +6,7 @@
 namespace {
 
 void record(const char* what, const char* directory) {
-  std::ofstream(std::string(directory) + "/callbacks.log", std::ios::app)
+  std::ofstream(std::string(directory) + "/callbacks.log", std::ios::app | std::ios::binary)
       << what << ' ' << directory << '\n';
 }
 

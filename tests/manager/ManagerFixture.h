@@ -4,13 +4,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <string>
 #include <vector>
 
 #include "manager/BucketManager.h"
+#include "support/Environment.h"
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/tarnhive/IBucket.h"
@@ -62,7 +62,7 @@ inline RefPtr<IBucket> get(BucketManager& manager, const std::string& name) {
 
 class ManagerFixture : public ::testing::Test {
  protected:
-  void SetUp() override { ::setenv("VESK_TARNHIVE_LOCK_DIR", locks_.path().c_str(), 1); }
+  void SetUp() override { test::setEnvironment("VESK_TARNHIVE_LOCK_DIR", locks_.path()); }
 
   // A manager on the test's directory with the options lines in options_.
   RefPtr<BucketManager> makeManager(TarnhiveStatus* status) {

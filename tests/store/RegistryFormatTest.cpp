@@ -1,20 +1,18 @@
 // The bytes that commits and compactions write: block layout, records,
 // index entries, checksum, trailer, marker and commit marks.
-#include <openssl/evp.h>
-
 #include "store/RegistryFormat.h"
 #include "store/StoreFixture.h"
+#include "vesk/orlo/osdep/Sha256.h"
 
 namespace vesk::tarnhive::testing {
 namespace {
 
 using store::kBlockMarker;
 
-// An independent SHA-256 of bytes [from, to).
+// The SHA-256 of bytes [from, to), hashed in one piece.
 Bytes sha256(const Bytes& bytes, std::size_t from, std::size_t to) {
   Bytes out(32);
-  unsigned int size = 0;
-  EVP_Digest(bytes.data() + from, to - from, out.data(), &size, EVP_sha256(), nullptr);
+  orlo::osdep::sha256(bytes.data() + from, to - from, out.data());
   return out;
 }
 

@@ -35,7 +35,9 @@
 #include <functional>
 
 #include "vesk/orlo/osdep/FileFaults.h"
+#if !defined(_WIN32)
 #include "vesk/orlo/osdep/posix/SystemCalls.h"
+#endif
 
 namespace vesk::test {
 
@@ -97,6 +99,7 @@ std::uint64_t forEachCrashPoint(const std::function<void()>& prepare,
                                 const std::function<void()>& body,
                                 const std::function<void(std::uint64_t, const ChildExit&)>& check);
 
+#if !defined(_WIN32)
 // Replaces one entry of the POSIX system-call table for a scope. A
 // replacement that forwards calls the system function itself (::write).
 template <class Call>
@@ -115,5 +118,6 @@ class ScopedSystemCall {
   Entry entry_;
   Call saved_;
 };
+#endif
 
 }  // namespace vesk::test

@@ -2,10 +2,9 @@
 // test ends.
 #pragma once
 
-#include <stdlib.h>
-#include <sys/stat.h>
-
+#include <cstdint>
 #include <filesystem>
+#include <random>
 #include <stdexcept>
 #include <string>
 
@@ -16,16 +15,19 @@ namespace vesk::test {
 class TempDirectory {
  public:
   TempDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tarnhive-test-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    path_ = pattern;
+    const std::filesystem::path base = std::filesystem::temp_directory_path();
+    std::random_device random;
+    for (int attempt = 0; attempt < 100 && path_.empty(); ++attempt) {
+      const std::filesystem::path candidate = base / ("tarnhive-test-" + std::to_string(random()));
+      if (std::filesystem::create_directory(candidate)) path_ = candidate.string();
+    }
+    if (path_.empty()) throw std::runtime_error("no temporary directory could be made");
   }
   ~TempDirectory() {
     std::error_code ignored;
+    if (std::filesystem::remove_all(path_, ignored) != static_cast<std::uintmax_t>(-1)) return;
     // Tests may leave read-only entries behind; make them removable first.
-    for (auto& entry : std::filesystem::recursive_directory_iterator(path_, ignored)) {
-      ::chmod(entry.path().c_str(), 0700);
-    }
+    makeWritable(path_);
     std::filesystem::remove_all(path_, ignored);
   }
   TempDirectory(const TempDirectory&) = delete;
@@ -40,6 +42,17 @@ class TempDirectory {
   }
 
  private:
+  // Every entry under `directory`, one level at a time; errors end the walk.
+  static void makeWritable(const std::filesystem::path& directory) {
+    std::error_code error;
+    std::filesystem::directory_iterator it(directory, error);
+    for (; !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+      std::filesystem::permissions(it->path(), std::filesystem::perms::owner_all,
+                                   std::filesystem::perm_options::add, error);
+      if (it->is_directory(error)) makeWritable(it->path());
+    }
+  }
+
   std::string path_;
 };
 

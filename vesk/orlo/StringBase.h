@@ -35,6 +35,10 @@ class StringBase {
   static constexpr std::uint32_t kNotFound = 0xFFFFFFFFu;
   // The longest string: length + 1 must fit in 31 bits.
   static constexpr std::uint32_t kMaxLength = 0x7FFFFFFEu;
+  // Whether char16_t text is accepted as this string's own units.
+  template <class Utf16>
+  static constexpr bool kTakesUtf16 = std::is_same_v<Utf16, char16_t> &&
+                                      !std::is_same_v<Char, char16_t> && sizeof(Char) == 2;
 
   StringBase() { allocate(0); }
   // From a null-terminated array; null is the empty string.
@@ -48,6 +52,17 @@ class StringBase {
     copyIn(text, count);
   }
   StringBase(const StringBase& other) : StringBase(other.begin_, other.length()) {}
+  // UTF-16 text spelt with char16_t where the wide unit is another 16-bit
+  // type (wchar_t on Windows): the units are the same, so u"..." literals
+  // make wide strings on every platform.
+  template <class Utf16>
+    requires kTakesUtf16<Utf16>
+  StringBase(const Utf16* text)  // NOLINT(google-explicit-constructor)
+      : StringBase(reinterpret_cast<const Char*>(text)) {}
+  template <class Utf16>
+    requires kTakesUtf16<Utf16>
+  StringBase(const Utf16* text, std::uint32_t count)
+      : StringBase(reinterpret_cast<const Char*>(text), count) {}
   ~StringBase() { osdep::taskFree(begin_); }
 
   StringBase& operator=(const StringBase& other) {
@@ -57,6 +72,11 @@ class StringBase {
   StringBase& operator=(const Char* text) {
     assign(text, measure(text));
     return *this;
+  }
+  template <class Utf16>
+    requires kTakesUtf16<Utf16>
+  StringBase& operator=(const Utf16* text) {
+    return *this = reinterpret_cast<const Char*>(text);
   }
 
   // Replaces the content with `count` units at `text` (which may point into
@@ -141,6 +161,11 @@ class StringBase {
     append(text, measure(text));
     return *this;
   }
+  template <class Utf16>
+    requires kTakesUtf16<Utf16>
+  StringBase& operator+=(const Utf16* text) {
+    return *this += reinterpret_cast<const Char*>(text);
+  }
   StringBase& operator+=(Char unit) {
     append(unit);
     return *this;
@@ -180,6 +205,11 @@ class StringBase {
            (a.length() == 0 || std::memcmp(a.begin_, b.begin_, a.length() * sizeof(Char)) == 0);
   }
   friend bool operator==(const StringBase& a, const Char* b) noexcept { return a.compare(b) == 0; }
+  template <class Utf16>
+    requires kTakesUtf16<Utf16>
+  friend bool operator==(const StringBase& a, const Utf16* b) noexcept {
+    return a.compare(reinterpret_cast<const Char*>(b)) == 0;
+  }
   friend bool operator<(const StringBase& a, const StringBase& b) noexcept {
     return a.compare(b) < 0;
   }

@@ -11,6 +11,7 @@
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/OSException.h"
+#include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/common/Wildcard.h"
 
 namespace vesk::orlo::osdep {
@@ -73,7 +74,7 @@ TEST_F(FindFilesTest, FlagsSelectHiddenDotAndDirectoryEntries) {
   EXPECT_EQ(list("*.*", 0), (Names{"registry.bin", "commitmark.3", "newCommitmark", "sub"}));
   EXPECT_EQ(list("*.*", kFIND_HIDDEN | kFIND_DOT_ENTRIES),
             (Names{".", "..", ".hidden", "registry.bin", "commitmark.3", "newCommitmark", "sub"}));
-  EXPECT_EQ(list("*", kFIND_DIRECTORIES), (Names{"sub/"}));
+  EXPECT_EQ(list("*", kFIND_DIRECTORIES), (Names{"sub" + std::string(1, char(path::kSEPARATOR))}));
   EXPECT_EQ(list("commitmark.*", kFIND_HIDDEN | kFIND_DOT_ENTRIES), (Names{"commitmark.3"}));
 }
 
@@ -82,7 +83,7 @@ TEST_F(FindFilesTest, MissingDirectoryThrowsUnlessIgnored) {
   try {
     FindFiles(dir_.wide("missing/*.*"), 9, false);
     FAIL();
-  } catch (const PosixError& e) {
+  } catch (const OSException& e) {
     EXPECT_EQ(e.errorCode(), 7u);
     EXPECT_STREQ(e.sourceFile(), "vesk/orlo/osdep/FindFiles");
     EXPECT_EQ(e.sourceLine(), 105u);

@@ -37,11 +37,11 @@ TEST(SharedLibraryTest, ANameWithoutExtensionGetsTheSuffix) {
 
   // Any extension is kept, and only the file name's counts.
   test::TempDirectory dir;
-  std::filesystem::copy_file(plugin + ".so", dir.path("callbacks.v2"));
+  std::filesystem::copy_file(plugin + TARNHIVE_MODULE_SUFFIX, dir.path("callbacks.v2"));
   EXPECT_TRUE(SharedLibrary(dir.wide("callbacks.v2"), true, true).isLoaded());
   SharedLibrary missing(dir.wide("dotted.dir/callbacks"), true, false);
   EXPECT_FALSE(missing.isLoaded());
-  EXPECT_EQ(missing.name(), dir.wide("dotted.dir/callbacks.so"));
+  EXPECT_EQ(missing.name(), dir.wide("dotted.dir/callbacks" TARNHIVE_MODULE_SUFFIX));
   EXPECT_EQ(missing.getSymbol("tarnhiveTestPluginAnswer", true), nullptr);
   EXPECT_EQ(failureLine<OSException>([&] { missing.getSymbol("x", false); }), 161u);
   EXPECT_EQ(failureLine<exception::InvalidOperation>([] { SharedLibrary(u"", true, false); }),

@@ -9,7 +9,14 @@
 #include <cstddef>
 
 #if defined(_WIN32)
-#include <objbase.h>
+// The three calls of ole32, declared as the system declares them, so that a
+// client including this header does not get all of <windows.h> and its
+// macros.
+extern "C" {
+__declspec(dllimport) void* __stdcall CoTaskMemAlloc(std::size_t size);
+__declspec(dllimport) void* __stdcall CoTaskMemRealloc(void* block, std::size_t size);
+__declspec(dllimport) void __stdcall CoTaskMemFree(void* block);
+}
 #else
 #include <cstdlib>
 #endif

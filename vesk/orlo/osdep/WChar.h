@@ -14,3 +14,12 @@ using WChar = char16_t;
 static_assert(sizeof(WChar) == 2, "a wide unit is one UTF-16 code unit");
 
 }  // namespace vesk::orlo
+
+// A wide literal of the platform's own unit, for the places that need an
+// array or a pointer of WChar (a WideString also takes u"..." directly):
+// VESK_WIDE("name") is L"name" on Windows and u"name" elsewhere.
+#if defined(_WIN32)
+#define VESK_WIDE(text) L##text
+#else
+#define VESK_WIDE(text) u##text
+#endif
