@@ -13,6 +13,20 @@ void setStatus(TarnhiveStatus* status, std::int32_t code) noexcept {
   clearMessage(status);
 }
 
+void setStatus(TarnhiveStatus* status, std::int32_t code, const char* message) noexcept {
+  setStatus(status, code);
+  if (status == nullptr) return;
+  void* block = orlo::osdep::taskAlloc(sizeof(orlo::WideString));
+  if (block == nullptr) return;
+  try {
+    auto* text = new (block) orlo::WideString();
+    for (const char* c = message; *c != 0; ++c) text->append(static_cast<orlo::WChar>(*c));
+    status->message = text;
+  } catch (...) {
+    orlo::osdep::taskFree(block);
+  }
+}
+
 std::int32_t statusCodeOfCurrentException() noexcept {
   try {
     throw;

@@ -22,6 +22,10 @@ namespace vesk::tarnhive {
 // Writes `code` and clears the message. A null record is ignored.
 void setStatus(TarnhiveStatus* status, std::int32_t code) noexcept;
 
+// Writes `code` with `message` (ASCII) as the record's message, allocated
+// from the task allocator; without the message when that fails.
+void setStatus(TarnhiveStatus* status, std::int32_t code, const char* message) noexcept;
+
 // The status code for the exception being handled. Call only inside a catch
 // block.
 std::int32_t statusCodeOfCurrentException() noexcept;

@@ -155,7 +155,9 @@ bool BucketManager::mayWrite(const Guid& token, const void* argument, TarnhiveSt
     return false;
   }
   if (store_->isOverDiskLimit()) {
-    setStatus(status, kDISKFULL);
+    setStatus(status, kDISKFULL,
+              "the registry file is over DiskMaxRegistryFileSizeKB even after compaction; "
+              "delete buckets or raise DiskMaxRegistryFileSizeKB in the [Tarnhive] section");
     return false;
   }
   return true;

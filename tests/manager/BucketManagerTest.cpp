@@ -269,6 +269,8 @@ TEST_F(BucketManagerTest, WritesAreRefusedWhileTheFileIsOverItsLimit) {
   EXPECT_FALSE(manager->writeBuckets(collection.get(), false, token, &many));
   EXPECT_EQ(one.code, kDISKFULL);
   EXPECT_EQ(many.code, kDISKFULL);
+  ASSERT_NE(one.message, nullptr);
+  EXPECT_NE(narrow(*one.message).find("DiskMaxRegistryFileSizeKB"), std::string::npos);
   // Deleting is still allowed, and frees the registry.
   EXPECT_TRUE(manager->deleteBucket(u"/big", token, &status));
   end(*manager, token, &status);

@@ -117,6 +117,10 @@ void BinaryFile::flush() {
   if (windows::sys().commit(descriptor_) == -1) windows::throwLastError(kBINARYFILE_FLUSH);
 }
 
+// Files take the access of the directory they are made in; there are no
+// permission bits to give them.
+bool BinaryFile::setPermissions(std::uint32_t) noexcept { return isOpen(); }
+
 void BinaryFile::close() noexcept {
   if (!isOpen()) return;
   FileOperation operation;

@@ -104,6 +104,24 @@ bool exists(const WideString& path) {
   return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
 }
 
+// A link is an entry like any other here: the attributes are those of the
+// entry the name leads to, which is what the registry asks.
+bool entryExists(const WideString& path) noexcept {
+  if (!isValid(path)) return false;
+  try {
+    const DWORD attributes = attributesOf(path);
+    return attributes != INVALID_FILE_ATTRIBUTES && !(attributes & FILE_ATTRIBUTE_DIRECTORY);
+  } catch (...) {
+    return false;
+  }
+}
+
+std::uint32_t permissionsOf(const WideString&) noexcept { return 0; }
+
+// Renames and creations are written through by the file system's own log;
+// there is no handle to force a directory with.
+void syncDirectory(const WideString&) {}
+
 bool isDirectory(const WideString& path) {
   if (!isValid(path)) return false;
   const DWORD attributes = attributesOf(path);

@@ -4,7 +4,10 @@
 // same on every platform. readLine takes "\n" and "\r\n" as line ends.
 #include "vesk/orlo/osdep/TextFile.h"
 
+#include <fcntl.h>
+
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "vesk/orlo/osdep/FileFaults.h"
@@ -15,7 +18,19 @@
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr const wchar_t* kModes[] = {L"rb", L"r+b", L"wb", L"w+b", L"ab", L"a+b"};
+// The last mode creates the file only when nothing is at the path: it is
+// opened as a descriptor first, as the runtime's streams know no such mode.
+constexpr const wchar_t* kModes[] = {L"rb", L"r+b", L"wb", L"w+b", L"ab", L"a+b", L"wb"};
+
+std::FILE* openStream(const WideString& systemPath, std::uint32_t mode) {
+  if (mode != TextFile::kCREATENEW) return windows::sys().wfopen(systemPath.c_str(), kModes[mode]);
+  const int fd = windows::sys().wsopen(systemPath.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY,
+                                       _S_IREAD | _S_IWRITE);
+  if (fd == -1) return nullptr;
+  std::FILE* stream = ::_fdopen(fd, "wb");
+  if (stream == nullptr) windows::sys().close(fd);
+  return stream;
+}
 constexpr std::uint32_t kModeCount = sizeof kModes / sizeof kModes[0];
 
 }  // namespace
@@ -26,7 +41,7 @@ void TextFile::open(const WideString& path, std::uint32_t mode) {
   if (isOpen() || mode >= kModeCount) windows::throwError(EINVAL, kTEXTFILE_OPEN);
   const WideString systemPath = windows::widePathForSystem(path);
   FileOperation operation;
-  std::FILE* stream = windows::sys().wfopen(systemPath.c_str(), kModes[mode]);
+  std::FILE* stream = openStream(systemPath, mode);
   if (stream == nullptr) windows::throwLastError(kTEXTFILE_OPEN);
   stream_ = stream;
 }
@@ -43,6 +58,16 @@ int TextFile::flush() {
   FileOperation operation;
   return windows::sys().fflush(stream_) == 0 ? 0 : -1;
 }
+
+void TextFile::sync() {
+  if (!isOpen()) return;
+  FileOperation operation;
+  if (windows::sys().commit(::_fileno(stream_)) == -1) windows::throwLastError(kTEXTFILE_SYNC);
+}
+
+// Files take the access of the directory they are made in; there are no
+// permission bits to give them.
+bool TextFile::setPermissions(std::uint32_t) noexcept { return isOpen(); }
 
 bool TextFile::readLine(NarrowString& line) {
   line.clear();
