@@ -16,7 +16,8 @@ foreach(mode OFF ON)
   set(build ${WORK_DIR}/consumer-${mode})
   set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
   run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${build}
-      -DUSE_PKG_CONFIG=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DHEADER_ROOT=${prefix}/include)
+      -DUSE_PKG_CONFIG=${mode} -DCMAKE_PREFIX_PATH=${prefix} -DHEADER_ROOT=${prefix}/include
+      -DEXAMPLE=${SOURCE_DIR}/examples/QuickStart.cpp)
   run(${CMAKE_COMMAND} --build ${build})
   set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
   set(ENV{VESK_TARNHIVE_LOCK_DIR} ${WORK_DIR})
