@@ -62,8 +62,7 @@ void takeLinks(IBucket& copy, IBucket* current, TarnhiveStatus* status) {
   if (current == nullptr) return;
   for (const orlo::WideString& link : childLinksOf(*current)) {
     TarnhiveStatus own;
-    RefPtr<IBucketValue> value = RefPtr<IBucketValue>::adopt(current->getValue(link, &own));
-    if (value) copy.setValue(link, value.get(), &own, true);
+    copy.setDigest(link, Digest(link), &own, true);
     if (failed(&own)) {
       setStatus(status, own.code);
       return;

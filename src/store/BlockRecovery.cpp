@@ -1,48 +1,41 @@
 #include "store/BlockRecovery.h"
 
 #include <cstring>
-#include <vector>
 
+#include "store/FileImage.h"
 #include "store/RegistryFormat.h"
 #include "store/RegistryIo.h"
 
 namespace vesk::tarnhive::store {
 namespace {
 
-std::int64_t i64In(const std::vector<std::uint8_t>& bytes, std::int64_t at) {
-  std::uint64_t value = 0;
-  for (int i = 7; i >= 0; --i) value = (value << 8) | bytes[static_cast<std::size_t>(at + i)];
-  return static_cast<std::int64_t>(value);
-}
-
 // The end of the complete block that starts at `start`, or -1.
-std::int64_t completeBlockAt(const std::vector<std::uint8_t>& bytes, std::int64_t start) {
-  const auto size = static_cast<std::int64_t>(bytes.size());
-  if (size - start < kBlockOverhead) return -1;
-  const std::int64_t trailer = i64In(bytes, start);
-  const std::int64_t index = i64In(bytes, start + 8);
-  if (trailer < start + kBlockOverhead - kBlockStartFromEnd || trailer > size - kBlockStartFromEnd) {
+std::int64_t completeBlockAt(const FileImage& file, std::int64_t start) {
+  if (file.end() - start < kBlockOverhead) return -1;
+  const std::int64_t trailer = file.i64At(start);
+  const std::int64_t index = file.i64At(start + 8);
+  if (trailer < start + kBlockOverhead - kBlockStartFromEnd ||
+      trailer > file.end() - kBlockStartFromEnd) {
     return -1;
   }
   const std::int64_t end = trailer + kBlockStartFromEnd;
   if (index < start + kBlockHeaderSize || index > trailer) return -1;
-  if (i64In(bytes, trailer) != start) return -1;
-  if (std::memcmp(bytes.data() + trailer + 8, kBlockMarker, kMarkerSize) != 0) return -1;
+  if (file.i64At(trailer) != start) return -1;
+  if (std::memcmp(file.bytesAt(trailer + 8, kMarkerSize), kBlockMarker, kMarkerSize) != 0) {
+    return -1;
+  }
   const std::int64_t checksumAt = end - kChecksumFromEnd;
-  const unsigned char* cursor = bytes.data() + checksumAt;
-  const Digest stored(cursor, cursor + Digest::kSize);
-  const Digest computed = checksumOfBytes(bytes.data() + start,
-                                          static_cast<std::size_t>(checksumAt - 1 - start));
-  return stored == computed ? end : -1;
+  const std::uint8_t* block = file.bytesAt(start, checksumAt - 1 - start);
+  const Digest computed = checksumOfBytes(block, static_cast<std::size_t>(checksumAt - 1 - start));
+  return file.digestAt(checksumAt) == computed ? end : -1;
 }
 
 }  // namespace
 
 std::int64_t lastCompleteBlockEnd(orlo::osdep::BinaryFile& file, std::int64_t fileSize) {
-  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(fileSize));
-  readAt(file, 0, bytes.data(), bytes.size());
+  const FileImage image(file, 0, fileSize);
   std::int64_t end = 0;
-  for (std::int64_t next = completeBlockAt(bytes, 0); next > 0; next = completeBlockAt(bytes, end)) {
+  for (std::int64_t next = completeBlockAt(image, 0); next > 0; next = completeBlockAt(image, end)) {
     end = next;
   }
   return end;

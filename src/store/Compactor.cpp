@@ -50,24 +50,28 @@ void startOutput(StoreState& state, Output& out) {
 // Copies the live records of the block that ends at `end` and returns its
 // start; returns -1 when the file is a single block and needs no rewrite.
 // The block is read with one read.
-// The start of the block that ends at `end`, after the checks of its start
-// and index offsets.
-std::int64_t blockStartOf(StoreState& state, std::int64_t end) {
+// Where the block that ends at `end` starts, and its index, after the range
+// checks of both.
+struct BlockBounds {
+  std::int64_t start;
+  std::int64_t index;
+};
+
+BlockBounds boundsOf(StoreState& state, std::int64_t end) {
   const std::int64_t validEnd = state.validEnd;
   if (end > validEnd || end < kBlockOverhead) damaged(__LINE__);
   const std::int64_t start = readI64At(state.file, end - kBlockStartFromEnd);
   if (start < 0 || start > validEnd) damaged(__LINE__);
   const std::int64_t index = readI64At(state.file, start + 8);
   if (index < 0 || index > validEnd) damaged(__LINE__);
-  return start;
+  return {start, index};
 }
 
 std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
   const std::int64_t validEnd = state.validEnd;
-  const std::int64_t start = blockStartOf(state, end);
+  const auto [start, index] = boundsOf(state, end);
   if (start == 0 && end == validEnd) return -1;
   if (start >= end) damaged(__LINE__);
-  const std::int64_t index = readI64At(state.file, start + 8);
   const FileImage block(state.file, start, end);
   const std::int64_t previous = block.i64At(index);
   if (previous < 0 || previous > validEnd) damaged(__LINE__);
@@ -230,7 +234,7 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
   bool singleBlock = false;
   // A single block needs no rewrite: no new file is made for it.
   const bool copied = storeRun(status, [&] {
-    if (blockStartOf(state, state.validEnd) == 0) {
+    if (boundsOf(state, state.validEnd).start == 0) {
       singleBlock = true;
       return;
     }

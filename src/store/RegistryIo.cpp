@@ -67,41 +67,9 @@ void writeAt(BinaryFile& file, std::int64_t offset, const void* bytes, std::size
   file.flush();
 }
 
-void writeI64At(BinaryFile& file, std::int64_t offset, std::int64_t value) {
-  std::uint8_t bytes[8];
-  const auto bits = static_cast<std::uint64_t>(value);
-  for (int i = 0; i < 8; ++i) bytes[i] = static_cast<std::uint8_t>(bits >> (8 * i));
-  writeAt(file, offset, bytes, sizeof bytes);
-}
-
-void writeU32At(BinaryFile& file, std::int64_t offset, std::uint32_t value) {
-  std::uint8_t bytes[4];
-  for (int i = 0; i < 4; ++i) bytes[i] = static_cast<std::uint8_t>(value >> (8 * i));
-  writeAt(file, offset, bytes, sizeof bytes);
-}
-
-void writeDigestAt(BinaryFile& file, std::int64_t offset, const Digest& digest) {
-  writeAt(file, offset, digest.bytes(), Digest::kSize);
-}
-
 void resizeFile(BinaryFile& file, std::int64_t length) {
   file.setSize(static_cast<std::int32_t>(static_cast<std::uint32_t>(length)));
   file.flush();
-}
-
-Digest checksumOf(BinaryFile& file, std::int64_t from, std::int64_t to) {
-  orlo::osdep::Sha256 context;
-  std::uint8_t piece[64];
-  for (std::int64_t at = from; at < to;) {
-    const auto size = static_cast<std::size_t>(to - at < 64 ? to - at : 64);
-    readAt(file, at, piece, size);
-    context.update(piece, size);
-    at += static_cast<std::int64_t>(size);
-  }
-  unsigned char bytes[Digest::kSize];
-  context.finish(bytes);
-  const unsigned char* cursor = bytes;
-  return Digest(cursor, bytes + sizeof bytes);
 }
 
 Digest checksumOfBytes(const std::uint8_t* bytes, std::size_t count) {

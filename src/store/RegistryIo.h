@@ -1,9 +1,8 @@
 // Reading and writing "registry.bin" at absolute offsets. Offsets are cut to
 // their low 32 bits before each seek, which limits a registry file to
 // 2 GiB - 1 bytes. Reads beyond the end of the file yield zero bytes, so the
-// range checks of the readers judge what they got. Every write is followed
-// by a flush to disk: the order in which bytes reach the disk is what makes
-// a block count only once it is complete.
+// range checks of the readers judge what they got. Blocks are written whole
+// (see WritePlan.h); a block counts only once a commit mark names its end.
 #pragma once
 
 #include <cstddef>
@@ -30,16 +29,9 @@ void writeBytesAt(orlo::osdep::BinaryFile& file, std::int64_t offset, const void
 // write or flush throws the OS exception.
 void writeAt(orlo::osdep::BinaryFile& file, std::int64_t offset, const void* bytes,
              std::size_t count);
-void writeI64At(orlo::osdep::BinaryFile& file, std::int64_t offset, std::int64_t value);
-void writeU32At(orlo::osdep::BinaryFile& file, std::int64_t offset, std::uint32_t value);
-void writeDigestAt(orlo::osdep::BinaryFile& file, std::int64_t offset, const Digest& digest);
 
 // Sets the file's length and flushes.
 void resizeFile(orlo::osdep::BinaryFile& file, std::int64_t length);
-
-// The SHA-256 of the bytes [from, to) of the file, read back in pieces of at
-// most 64 bytes.
-Digest checksumOf(orlo::osdep::BinaryFile& file, std::int64_t from, std::int64_t to);
 
 // The SHA-256 of `count` bytes in memory.
 Digest checksumOfBytes(const std::uint8_t* bytes, std::size_t count);
