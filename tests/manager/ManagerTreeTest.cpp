@@ -148,27 +148,6 @@ TEST_F(ManagerTreeTest, FailedLinkingIsReportedAndChangesNothing) {
   EXPECT_EQ(sortedTree(), (Names{"/", "/a"}));
 }
 
-TEST_F(ManagerTreeTest, RemadeBucketReadsAfterLeavingTheMemoryCache) {
-  writeBack(fresh("/x", 1));
-  commit();
-  remove("/x");
-  commit();
-  writeBack(fresh("/x", 2));
-  commit();
-  // A look-up of a name never stored walks the file; a fresh manager (no
-  // cached copy) then reads /x from the store.
-  EXPECT_FALSE(exists("/never"));
-  EXPECT_TRUE(manager_->releaseLock(token_, &status_));
-  manager_.reset();
-  TarnhiveStatus status;
-  manager_ = makeManager(&status);
-  EXPECT_FALSE(exists("/never-either"));
-  EXPECT_TRUE(exists("/x"));
-  EXPECT_TRUE(get(*manager_, "/x"));
-  token_ = begin(*manager_, &status_);
-  EXPECT_EQ(sortedTree(), (Names{"/", "/x"}));
-}
-
 // The model: the buckets that exist (by name in normal form, lower case)
 // and the value "v" each holds (-1 for a parent the manager made).
 using Model = std::map<std::string, std::int32_t>;
