@@ -150,36 +150,6 @@ TEST_F(BucketManagerTest, FailedCommitShowsNothingOfItsChanges) {
   EXPECT_TRUE(manager->releaseLock(token, &status));
 }
 
-TEST_F(BucketManagerTest, LinkCyclesEndTheWalksAndNeverDeleteAnAncestor) {
-  TarnhiveStatus status;
-  RefPtr<BucketManager> manager = makeManager(&status);
-  write(*manager, {"/a", "/a/b"});
-  Guid token;
-  ASSERT_TRUE(manager->acquireLock(&token, &status));
-  ASSERT_TRUE(manager->beginUpdate(token, &status));
-  IBucket* made = nullptr;
-  manager->getBucketByName(&made, u"/a/b", &status);
-  RefPtr<IBucket> leaf = RefPtr<IBucket>::adopt(made);
-  leaf->setDigest(u"/", Digest(WideString(u"/")), &status, true);  // a link back to the root
-  ASSERT_TRUE(manager->writeBucket(leaf.get(), true, token, &status));
-  ASSERT_TRUE(manager->commitUpdate(token, &status));
-  ASSERT_EQ(status.code, 0);
-
-  IBucketCase* tree = nullptr;
-  manager->newBucketCase(&tree, &status);
-  RefPtr<IBucketCase> collection = RefPtr<IBucketCase>::adopt(tree);
-  EXPECT_TRUE(manager->getBucketTree(u"/", collection.get(), &status));
-  EXPECT_EQ(collection->getNumBuckets(), 3u);
-
-  ASSERT_TRUE(manager->beginUpdate(token, &status));
-  ASSERT_TRUE(manager->deleteBucket(u"/a", token, &status));
-  ASSERT_TRUE(manager->commitUpdate(token, &status));
-  ASSERT_TRUE(manager->releaseLock(token, &status));
-  EXPECT_TRUE(manager->bucketExists(u"/", &status));
-  EXPECT_FALSE(manager->bucketExists(u"/a/b", &status));
-  EXPECT_EQ(status.code, 0);
-}
-
 TEST_F(BucketManagerTest, NameHelpers) {
   TarnhiveStatus status;
   RefPtr<BucketManager> manager = makeManager(&status);

@@ -1,7 +1,8 @@
 // The bucket manager end to end, as a client uses it: settings written in
-// one process are read back in another, subtrees are deleted, the lock and
-// update rules hold, a full registry refuses writes, and several processes
-// changing one counter lose no update.
+// one process are read back in another, the lock and update rules hold, and
+// several processes changing one counter lose no update. (Subtree deletion
+// and the size limit are tested inside the library, in ManagerTreeTest and
+// BucketManagerTest.)
 #include <signal.h>
 
 #include <vector>
@@ -128,31 +129,6 @@ TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
             0);
 }
 
-TEST_F(ClientTest, DeletingABucketDeletesItsSubtree) {
-  ASSERT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              s.begin();
-              for (const char* name : {"/a", "/a/b", "/a/b/c", "/x"}) s.write(s.create(name).get());
-              s.commit();
-              s.begin();
-              CLIENT_CHECK(s.manager->deleteBucket(u"/a", s.token, &s.status));
-              s.commit();
-              CLIENT_CHECK(!s.manager->bucketExists(u"/a/b/c", &s.status));
-              CLIENT_CHECK(s.manager->bucketExists(u"/x", &s.status));
-            }),
-            0);
-  ASSERT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              CLIENT_CHECK(!s.bucket("/a/b"));
-              CLIENT_CHECK(s.status.code == kWBUCKETNOTFOUND);
-              const auto names = s.tree("/");
-              CLIENT_CHECK(names == (std::vector<std::string>{"/", "/x"}));
-            }),
-            0);
-}
-
 TEST_F(ClientTest, LockAndUpdateRules) {
   Session s;
   s.attach(manager(&s.status));
@@ -217,23 +193,6 @@ TEST_F(ClientTest, DirectoryThatIsAFileIsRefusedAndNotKept) {
   RefPtr<IBucketManager> good = RefPtr<IBucketManager>::adopt(manager(&retry));
   EXPECT_TRUE(good) << "a failed manager is not kept";
   EXPECT_EQ(retry.code, 0);
-}
-
-TEST_F(ClientTest, FullRegistryRefusesWrites) {
-  writeOptions("DiskMaxRegistryFileSizeKB=1\n");
-  Session s;
-  s.attach(manager(&s.status));
-  ASSERT_TRUE(s.manager);
-  s.begin();
-  RefPtr<IBucket> big = s.create("/big");
-  const std::vector<std::uint8_t> bytes(3000, 7);
-  big->setBlob(u"data", bytes.data(), 3000, &s.status, true);
-  s.write(big.get());
-  s.commit();
-  s.begin();
-  TarnhiveStatus refused;
-  EXPECT_FALSE(s.manager->writeBucket(s.create("/more").get(), false, s.token, &refused));
-  EXPECT_EQ(refused.code, kDISKFULL);
 }
 
 // Each of several processes adds one to a counter many times, under the

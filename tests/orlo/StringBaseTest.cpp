@@ -16,21 +16,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 // --- buffer rule -----------------------------------------------------------
 
-TEST(StringBaseTest, AssignmentShrinksBelowHalfAndKeepsOtherwise) {
-  WideString s(u"0123456789");
-  ASSERT_EQ(s.capacity(), 10u);
-  const WChar* block = s.data();
-  s = u"abcdef";  // 6 of 10: kept
-  EXPECT_EQ(s.capacity(), 10u);
-  EXPECT_EQ(s.data(), block);
-  s = WideString(u"0123456789");
-  s = u"abc";  // 3 of 10: reallocated to exactly 3
-  EXPECT_EQ(s.capacity(), 3u);
-  EXPECT_EQ(s, WideString(u"abc"));
-  s = u"abcdefgh";  // grows to exactly 8
-  EXPECT_EQ(s.capacity(), 8u);
-}
-
 TEST(StringBaseTest, SelfAssignmentSelfAppendAndEmbeddedZeros) {
   WideString s(u"abcdef");
   s.assign(s.data() + 2, 3);
