@@ -199,12 +199,5 @@ TEST(WindowsServicesTest, CommonAppDataComesFromTheSystemRegistryFirst) {
   ::RegDeleteKeyValueW(HKEY_LOCAL_MACHINE, key, L"VESKPUBAPPDATADIR");
 }
 
-TEST(WindowsServicesTest, SystemErrorTextEndsBeforeItsFullStop) {
-  const std::string text = winErrorText(ERROR_FILE_NOT_FOUND).c_str();
-  EXPECT_FALSE(text.empty());
-  EXPECT_EQ(text.find('\n'), std::string::npos);
-  EXPECT_NE(text.back(), '.');
-}
-
 }  // namespace
 }  // namespace vesk::orlo::osdep
