@@ -3,8 +3,9 @@
 // several processes changing one counter lose no update. (Subtree deletion
 // and the size limit are tested inside the library, in ManagerTreeTest and
 // BucketManagerTest.)
-#include <signal.h>
-
+#include <chrono>
+#include <memory>
+#include <thread>
 #include <vector>
 
 #include "manager/ClientProcess.h"
@@ -20,17 +21,21 @@ struct Session {
   RefPtr<IBucketManager> manager;
   Guid token = kNoLockToken;
 
-  void attach(IBucketManager* made) { manager = RefPtr<IBucketManager>::adopt(made); }
+  // The process's manager on the registry under `root`.
+  void open(const std::string& root) {
+    manager = RefPtr<IBucketManager>::adopt(openManager(root, &status));
+    CHILD_CHECK(manager);
+  }
 
   void begin() {
-    CLIENT_CHECK(manager->acquireLock(&token, &status));
-    CLIENT_CHECK(manager->beginUpdate(token, &status));
+    CHILD_CHECK(manager->acquireLock(&token, &status));
+    CHILD_CHECK(manager->beginUpdate(token, &status));
   }
-  void write(IBucket* bucket) { CLIENT_CHECK(manager->writeBucket(bucket, false, token, &status)); }
+  void write(IBucket* bucket) { CHILD_CHECK(manager->writeBucket(bucket, false, token, &status)); }
   void commit() {
-    CLIENT_CHECK(manager->commitUpdate(token, &status));
-    CLIENT_CHECK(status.code >= 0);
-    CLIENT_CHECK(manager->releaseLock(token, &status));
+    CHILD_CHECK(manager->commitUpdate(token, &status));
+    CHILD_CHECK(status.code >= 0);
+    CHILD_CHECK(manager->releaseLock(token, &status));
   }
   RefPtr<IBucket> bucket(const std::string& name) {
     IBucket* found = nullptr;
@@ -39,12 +44,12 @@ struct Session {
   }
   RefPtr<IBucket> create(const std::string& name) {
     IBucket* made = nullptr;
-    CLIENT_CHECK(manager->createBucket(&made, wide(name), true, true, &status));
+    CHILD_CHECK(manager->createBucket(&made, wide(name), true, true, &status));
     return RefPtr<IBucket>::adopt(made);
   }
   std::vector<std::string> tree(const std::string& name) {
     IBucketCase* made = nullptr;
-    CLIENT_CHECK(manager->newBucketCase(&made, &status));
+    CHILD_CHECK(manager->newBucketCase(&made, &status));
     RefPtr<IBucketCase> collection = RefPtr<IBucketCase>::adopt(made);
     std::vector<std::string> names;
     if (!manager->getBucketTree(wide(name), collection.get(), &status)) return names;
@@ -63,75 +68,79 @@ RefPtr<IBucketValue> valueOf(IBucket& bucket, const char16_t* name, TarnhiveStat
   return RefPtr<IBucketValue>::adopt(bucket.getValue(name, status));
 }
 
+// Each job's first argument is the root of the test's files.
+
+// Writes one value of each common type to "/Acme/Editor/Window".
+TARNHIVE_CHILD_JOB(WriteSettings) {
+  Session s;
+  s.open(args.at(0));
+  s.begin();
+  RefPtr<IBucket> window = s.create("/Acme/Editor/Window");
+  TarnhiveStatus* st = &s.status;
+  window->setBool(u"maximized", true, st, true);
+  window->setInt8(u"i8", -8, st, true);
+  window->setUInt8(u"u8", 250, st, true);
+  window->setInt16(u"i16", -1600, st, true);
+  window->setUInt16(u"u16", 60000, st, true);
+  window->setInt32(u"width", 1280, st, true);
+  window->setUInt32(u"u32", 4000000000u, st, true);
+  window->setInt64(u"i64", -(std::int64_t{1} << 40), st, true);
+  window->setUInt64(u"u64", ~std::uint64_t{0}, st, true);
+  window->setFloat32(u"scale", 1.25f, st, true);
+  window->setFloat64(u"ratio", 0.1, st, true);
+  window->setString(u"title", u"Caf\u00e9 \U0001F600", st, true);
+  window->setAnsiString(u"font", "Mono", st, true);
+  const WideString recent[] = {u"a.txt", u"", u"c.txt"};
+  window->setStringArray(u"recent", recent, 3, st, true);
+  const std::uint8_t blob[] = {0, 1, 2, 255};
+  window->setBlob(u"state", blob, 4, st, true);
+  CHILD_CHECK(s.status.code >= 0);
+  s.write(window.get());
+  s.commit();
+}
+
+// Reads them back, with names in other cases.
+TARNHIVE_CHILD_JOB(ReadSettings) {
+  Session s;
+  s.open(args.at(0));
+  RefPtr<IBucket> window = s.bucket("/acme/editor/WINDOW");  // names ignore case
+  CHILD_CHECK(window);
+  TarnhiveStatus* st = &s.status;
+  CHILD_CHECK(valueOf(*window, u"maximized", st)->getBool(st));
+  CHILD_CHECK(valueOf(*window, u"i8", st)->getInt8(st) == -8);
+  CHILD_CHECK(valueOf(*window, u"u8", st)->getUInt8(st) == 250);
+  CHILD_CHECK(valueOf(*window, u"i16", st)->getInt16(st) == -1600);
+  CHILD_CHECK(valueOf(*window, u"u16", st)->getUInt16(st) == 60000);
+  CHILD_CHECK(valueOf(*window, u"WIDTH", st)->getInt32(st) == 1280);
+  CHILD_CHECK(valueOf(*window, u"u32", st)->getUInt32(st) == 4000000000u);
+  CHILD_CHECK(valueOf(*window, u"i64", st)->getInt64(st) == -(std::int64_t{1} << 40));
+  CHILD_CHECK(valueOf(*window, u"u64", st)->getUInt64(st) == ~std::uint64_t{0});
+  CHILD_CHECK(valueOf(*window, u"scale", st)->getFloat32(st) == 1.25f);
+  CHILD_CHECK(valueOf(*window, u"ratio", st)->getFloat64(st) == 0.1);
+  CHILD_CHECK(valueOf(*window, u"title", st)->getString(st) ==
+               WideString(u"Caf\u00e9 \U0001F600"));
+  CHILD_CHECK(valueOf(*window, u"font", st)->getAnsiString(st) ==
+               orlo::NarrowString("Mono"));
+  RefPtr<IBucketValue> recent = valueOf(*window, u"recent", st);
+  CHILD_CHECK(recent->getArraySize() == 3);
+  CHILD_CHECK(recent->getStringArrayElement(2, st) == WideString(u"c.txt"));
+  std::uint8_t blob[4] = {};
+  CHILD_CHECK(valueOf(*window, u"state", st)->getBlob(blob, 4, st) == 4);
+  CHILD_CHECK(blob[3] == 255);
+  CHILD_CHECK(s.status.code == 0);
+  // The parents were made and link their children.
+  const auto names = s.tree("/");
+  CHILD_CHECK(names.size() == 4);
+}
+
 TEST_F(ClientTest, SettingsWrittenInOneProcessAreReadInAnother) {
-  ASSERT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              CLIENT_CHECK(s.manager);
-              s.begin();
-              RefPtr<IBucket> window = s.create("/Acme/Editor/Window");
-              TarnhiveStatus* st = &s.status;
-              window->setBool(u"maximized", true, st, true);
-              window->setInt8(u"i8", -8, st, true);
-              window->setUInt8(u"u8", 250, st, true);
-              window->setInt16(u"i16", -1600, st, true);
-              window->setUInt16(u"u16", 60000, st, true);
-              window->setInt32(u"width", 1280, st, true);
-              window->setUInt32(u"u32", 4000000000u, st, true);
-              window->setInt64(u"i64", -(std::int64_t{1} << 40), st, true);
-              window->setUInt64(u"u64", ~std::uint64_t{0}, st, true);
-              window->setFloat32(u"scale", 1.25f, st, true);
-              window->setFloat64(u"ratio", 0.1, st, true);
-              window->setString(u"title", u"Caf\u00e9 \U0001F600", st, true);
-              window->setAnsiString(u"font", "Mono", st, true);
-              const WideString recent[] = {u"a.txt", u"", u"c.txt"};
-              window->setStringArray(u"recent", recent, 3, st, true);
-              const std::uint8_t blob[] = {0, 1, 2, 255};
-              window->setBlob(u"state", blob, 4, st, true);
-              CLIENT_CHECK(s.status.code >= 0);
-              s.write(window.get());
-              s.commit();
-            }),
-            0);
-  ASSERT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              CLIENT_CHECK(s.manager);
-              RefPtr<IBucket> window = s.bucket("/acme/editor/WINDOW");  // names ignore case
-              CLIENT_CHECK(window);
-              TarnhiveStatus* st = &s.status;
-              CLIENT_CHECK(valueOf(*window, u"maximized", st)->getBool(st));
-              CLIENT_CHECK(valueOf(*window, u"i8", st)->getInt8(st) == -8);
-              CLIENT_CHECK(valueOf(*window, u"u8", st)->getUInt8(st) == 250);
-              CLIENT_CHECK(valueOf(*window, u"i16", st)->getInt16(st) == -1600);
-              CLIENT_CHECK(valueOf(*window, u"u16", st)->getUInt16(st) == 60000);
-              CLIENT_CHECK(valueOf(*window, u"WIDTH", st)->getInt32(st) == 1280);
-              CLIENT_CHECK(valueOf(*window, u"u32", st)->getUInt32(st) == 4000000000u);
-              CLIENT_CHECK(valueOf(*window, u"i64", st)->getInt64(st) == -(std::int64_t{1} << 40));
-              CLIENT_CHECK(valueOf(*window, u"u64", st)->getUInt64(st) == ~std::uint64_t{0});
-              CLIENT_CHECK(valueOf(*window, u"scale", st)->getFloat32(st) == 1.25f);
-              CLIENT_CHECK(valueOf(*window, u"ratio", st)->getFloat64(st) == 0.1);
-              CLIENT_CHECK(valueOf(*window, u"title", st)->getString(st) ==
-                           WideString(u"Caf\u00e9 \U0001F600"));
-              CLIENT_CHECK(valueOf(*window, u"font", st)->getAnsiString(st) ==
-                           orlo::NarrowString("Mono"));
-              RefPtr<IBucketValue> recent = valueOf(*window, u"recent", st);
-              CLIENT_CHECK(recent->getArraySize() == 3);
-              CLIENT_CHECK(recent->getStringArrayElement(2, st) == WideString(u"c.txt"));
-              std::uint8_t blob[4] = {};
-              CLIENT_CHECK(valueOf(*window, u"state", st)->getBlob(blob, 4, st) == 4);
-              CLIENT_CHECK(blob[3] == 255);
-              CLIENT_CHECK(s.status.code == 0);
-              // The parents were made and link their children.
-              const auto names = s.tree("/");
-              CLIENT_CHECK(names.size() == 4);
-            }),
-            0);
+  ASSERT_EQ(test::runChild({"WriteSettings", {root()}}), 0);
+  ASSERT_EQ(test::runChild({"ReadSettings", {root()}}), 0);
 }
 
 TEST_F(ClientTest, LockAndUpdateRules) {
   Session s;
-  s.attach(manager(&s.status));
+  s.manager = RefPtr<IBucketManager>::adopt(manager(&s.status));
   ASSERT_TRUE(s.manager);
   Guid token = kNoLockToken;
   Guid second = kNoLockToken;
@@ -181,11 +190,11 @@ TEST_F(ClientTest, LockAndUpdateRules) {
 }
 
 TEST_F(ClientTest, DirectoryThatIsAFileIsRefusedAndNotKept) {
-  std::ofstream(root_ + "/file") << "x";
+  std::ofstream(root_.path("file")) << "x";
   TarnhiveStatus status;
   ITarnhive2* registry = GetInterface(2, &status);
   IBucketManager* made = nullptr;
-  registry->createBucketManager(&made, wide(root_ + "/file"), wide(root_ + "/options.ini"),
+  registry->createBucketManager(&made, wide(root_.path("file")), wide(root_.path("options.ini")),
                                 &status);
   EXPECT_EQ(made, nullptr);
   EXPECT_EQ(status.code, kBADDIRECTORY);
@@ -195,77 +204,71 @@ TEST_F(ClientTest, DirectoryThatIsAFileIsRefusedAndNotKept) {
   EXPECT_EQ(retry.code, 0);
 }
 
+// Adds one to "/counter" args[1] times, one commit each.
+TARNHIVE_CHILD_JOB(CountUp) {
+  Session s;
+  s.open(args.at(0));
+  for (int i = 0; i < std::stoi(args.at(1)); ++i) {
+    s.begin();
+    RefPtr<IBucket> counter = s.create("/counter");
+    RefPtr<IBucketValue> value = valueOf(*counter, u"n", &s.status);
+    const std::int32_t n = value ? value->getInt32(&s.status) : 0;
+    counter->setInt32(u"n", n + 1, &s.status, true);
+    s.write(counter.get());
+    s.commit();
+  }
+}
+
+// "/counter" holds args[1].
+TARNHIVE_CHILD_JOB(CheckCount) {
+  Session s;
+  s.open(args.at(0));
+  RefPtr<IBucket> counter = s.bucket("/counter");
+  CHILD_CHECK(counter);
+  CHILD_CHECK(valueOf(*counter, u"n", &s.status)->getInt32(&s.status) == std::stoi(args.at(1)));
+}
+
 // Each of several processes adds one to a counter many times, under the
 // lock: no update may be lost.
 TEST_F(ClientTest, ConcurrentProcessesLoseNoUpdate) {
   constexpr int kProcesses = 4;
   constexpr int kCycles = 25;
-  std::vector<pid_t> children;
+  std::vector<std::unique_ptr<test::ChildProcess>> children;
   for (int p = 0; p < kProcesses; ++p) {
-    std::fflush(nullptr);
-    const pid_t child = ::fork();
-    if (child == 0) {
-      Session s;
-  s.attach(manager(&s.status));
-      CLIENT_CHECK(s.manager);
-      for (int i = 0; i < kCycles; ++i) {
-        s.begin();
-        RefPtr<IBucket> counter = s.create("/counter");
-        RefPtr<IBucketValue> value = valueOf(*counter, u"n", &s.status);
-        const std::int32_t n = value ? value->getInt32(&s.status) : 0;
-        counter->setInt32(u"n", n + 1, &s.status, true);
-        s.write(counter.get());
-        s.commit();
-      }
-      ::_exit(0);
-    }
-    children.push_back(child);
+    children.push_back(std::make_unique<test::ChildProcess>(
+        test::ChildJob{"CountUp", {root(), std::to_string(kCycles)}}));
   }
-  for (pid_t child : children) {
-    int status = 0;
-    ::waitpid(child, &status, 0);
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
-  }
-  EXPECT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              RefPtr<IBucket> counter = s.bucket("/counter");
-              CLIENT_CHECK(counter);
-              CLIENT_CHECK(valueOf(*counter, u"n", &s.status)->getInt32(&s.status) ==
-                           kProcesses * kCycles);
-            }),
-            0);
+  for (auto& child : children) EXPECT_EQ(child->wait(), 0);
+  EXPECT_EQ(test::runChild({"CheckCount", {root(), std::to_string(kProcesses * kCycles)}}), 0);
+}
+
+// Takes the lock, writes "/half" into an open update, makes the file
+// args[1] and waits to be killed.
+TARNHIVE_CHILD_JOB(HoldTheLock) {
+  Session s;
+  s.open(args.at(0));
+  s.begin();
+  s.write(s.create("/half").get());
+  std::ofstream(args.at(1)) << "ready";
+  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
+// Commits "/after"; the killed holder's "/half" is not there.
+TARNHIVE_CHILD_JOB(WriteAfterTheHolder) {
+  Session s;
+  s.open(args.at(0));
+  s.begin();
+  s.write(s.create("/after").get());
+  s.commit();
+  CHILD_CHECK(s.manager->bucketExists(u"/after", &s.status));
+  CHILD_CHECK(!s.manager->bucketExists(u"/half", &s.status));
 }
 
 TEST_F(ClientTest, AProcessKilledWhileHoldingTheLockStopsNobody) {
-  int ready[2];
-  ASSERT_EQ(::pipe(ready), 0);
-  std::fflush(nullptr);
-  const pid_t holder = ::fork();
-  if (holder == 0) {
-    Session s;
-  s.attach(manager(&s.status));
-    s.begin();
-    s.write(s.create("/half").get());
-    CLIENT_CHECK(::write(ready[1], "x", 1) == 1);
-    ::pause();
-    ::_exit(0);
-  }
-  char byte = 0;
-  ASSERT_EQ(::read(ready[0], &byte, 1), 1);
-  ::kill(holder, SIGKILL);
-  ::waitpid(holder, nullptr, 0);
-  EXPECT_EQ(inChild([&] {
-              Session s;
-  s.attach(manager(&s.status));
-              CLIENT_CHECK(s.manager);
-              s.begin();
-              s.write(s.create("/after").get());
-              s.commit();
-              CLIENT_CHECK(s.manager->bucketExists(u"/after", &s.status));
-              CLIENT_CHECK(!s.manager->bucketExists(u"/half", &s.status));
-            }),
-            0);
+  test::ChildProcess holder({"HoldTheLock", {root(), root_.path("ready")}});
+  ASSERT_TRUE(test::waitForFile(root_.path("ready")));
+  holder.kill();
+  EXPECT_EQ(test::runChild({"WriteAfterTheHolder", {root()}}), 0);
 }
 
 }  // namespace

@@ -29,16 +29,19 @@ void writeAll(const fs::path& file, const Bytes& bytes) {
 
 class ManagerFuzzTest : public ManagerFixture {
  protected:
-  // The registry directory on a memory file system where there is one: the
-  // loop flushes thousands of files.
+  // The registry directories on a memory file system where there is one:
+  // the loop flushes thousands of files.
   void SetUp() override {
     ManagerFixture::SetUp();
-    const fs::path base = fs::is_directory("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
-    work_ = base / ("tarnhive-fuzz-" + std::to_string(::getpid()));
-    fs::remove_all(work_);
-    fs::create_directories(work_);
+    work_ = scratch_.path();
+    if (fs::is_directory("/dev/shm")) {
+      work_ = fs::path("/dev/shm") / ("tarnhive-fuzz-" + std::to_string(std::random_device()()));
+      fs::create_directories(work_);
+    }
   }
-  void TearDown() override { fs::remove_all(work_); }
+  void TearDown() override {
+    if (work_ != scratch_.path()) fs::remove_all(work_);
+  }
 
   RefPtr<BucketManager> managerOn(const fs::path& directory, TarnhiveStatus* status) {
     std::ofstream(config_.path("options.ini")) << "[Tarnhive]\n" << options_;
@@ -46,6 +49,7 @@ class ManagerFuzzTest : public ManagerFixture {
         new BucketManager(wide(directory.string()), config_.wide("options.ini"), status));
   }
 
+  test::TempDirectory scratch_;
   fs::path work_;
 };
 

@@ -193,6 +193,23 @@ std::string treeProblems(BucketManager& manager, const Model& model,
   return problems;
 }
 
+// Opens the registry in args[0] with the options file args[1] and checks it
+// against a model: args[2] names of the space, then the model's buckets as
+// "name=value".
+TARNHIVE_CHILD_JOB(CheckTreeAfterReopen) {
+  const std::size_t spaceSize = std::stoul(args.at(2));
+  const std::vector<std::string> space(args.begin() + 3, args.begin() + 3 + spaceSize);
+  Model model;
+  for (auto at = args.begin() + 3 + spaceSize; at != args.end(); ++at) {
+    const std::size_t equals = at->rfind('=');
+    model[at->substr(0, equals)] = std::stoi(at->substr(equals + 1));
+  }
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager(new BucketManager(wide(args.at(0)), wide(args.at(1)), &status));
+  const std::string problems = treeProblems(*manager, model, space);
+  if (!problems.empty()) throw std::runtime_error(problems);
+}
+
 TEST_F(ManagerTreeTest, RandomChangesKeepTheTreeWhole) {
   const std::vector<std::string> space = {"/a",   "/a/b", "/A/b/c", "/a/d", "a/d/e",
                                           "/e/",  "/e/f", "/E//F/g", "h",   "/h/i"};
@@ -253,12 +270,11 @@ TEST_F(ManagerTreeTest, RandomChangesKeepTheTreeWhole) {
   EXPECT_TRUE(manager_->releaseLock(token_, &status_));
 
   // A fresh process opens the registry and finds the same tree.
-  const test::ChildExit fromChild = test::runInChild([&] {
-    TarnhiveStatus status;
-    RefPtr<BucketManager> other = makeManager(&status);
-    const std::string problems = treeProblems(*other, committed, space);
-    if (!problems.empty()) throw std::runtime_error(problems);
-  });
+  test::ChildJob reopen{"CheckTreeAfterReopen",
+                        {dir_.path(), config_.path("options.ini"), std::to_string(space.size())}};
+  reopen.args.insert(reopen.args.end(), space.begin(), space.end());
+  for (const auto& [name, value] : committed) reopen.args.push_back(name + "=" + std::to_string(value));
+  const test::ChildExit fromChild = test::runInChild(reopen);
   EXPECT_TRUE(fromChild.completed);
 }
 

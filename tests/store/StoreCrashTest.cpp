@@ -14,6 +14,32 @@ namespace fs = std::filesystem;
 
 const std::set<std::string> kNames = {"/a", "/b", "/c", "/d"};
 
+const Content kOld{{"/a", 1}, {"/b", 2}};
+const Content kNew{{"/a", 10}, {"/c", 3}};
+
+// The jobs of the crashing children. Their first arguments name the store:
+// directory, size limit in KiB, and "1" for the literal write mode.
+std::unique_ptr<SingleFileBucketStore> openStoreOf(const test::ChildArgs& args) {
+  StoreLimits limits;
+  limits.diskLimitKB = std::stoi(args.at(1));
+  limits.flushEveryWrite = args.at(2) == "1";
+  std::int32_t code = 0;
+  return StoreFixture::openStoreAt(args.at(0), limits, &code);
+}
+
+TARNHIVE_CHILD_JOB(StoreOpen) { openStoreOf(args); }
+
+// Commits kNew and deletes "/b"; with a record padding in args[3] the commit
+// must also compact the file.
+TARNHIVE_CHILD_JOB(StoreCommitNew) {
+  const std::size_t padding = std::stoul(args.at(3));
+  auto store = openStoreOf(args);
+  if (StoreFixture::commit(*store, kNew, {"/b"}, padding) != 0) throw std::runtime_error("commit");
+  if (padding > 0 && std::filesystem::exists(args.at(0) + "/commitmark.2")) {
+    throw std::runtime_error("not compacted");
+  }
+}
+
 // Run in both write modes: one write and one flush per block, and a flush
 // after every piece.
 class StoreCrashTest : public StoreFixture, public ::testing::WithParamInterface<bool> {
@@ -52,21 +78,22 @@ class StoreCrashTest : public StoreFixture, public ::testing::WithParamInterface
 
   void commitWithAnIoErrorAtEveryOperation(const Content& start, std::size_t padding);
 
+  // A child job on this test's store.
+  test::ChildJob storeJob(const char* name, test::ChildArgs more = {}) const {
+    test::ChildJob job{name, {path(), std::to_string(diskLimitKB_), flushEveryWrite_ ? "1" : "0"}};
+    job.args.insert(job.args.end(), more.begin(), more.end());
+    return job;
+  }
+
   test::TempDirectory saved_;
 };
-
-const Content kOld{{"/a", 1}, {"/b", 2}};
-const Content kNew{{"/a", 10}, {"/c", 3}};
 
 TEST_P(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
   { ASSERT_EQ(commit(*openStore(), kOld), 0); }
   snapshot();
   const std::uint64_t runs = test::forEachCrashPoint(
       [&] { restore(); },
-      [&] {
-        auto store = openStore();
-        if (commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}) != 0) throw std::runtime_error("commit");
-      },
+      storeJob("StoreCommitNew", {"0"}),
       [&](std::uint64_t k, const test::ChildExit& end) {
         EXPECT_TRUE(end.crashed || end.completed) << k;
         expectRecovered({kOld, kNew}, k);
@@ -83,7 +110,7 @@ TEST_P(StoreCrashTest, CompactionAtOpenCrashedAtEveryOperationKeepsTheContent) {
   snapshot();
   const std::uint64_t runs = test::forEachCrashPoint(
       [&] { restore(); },
-      [&] { openStore(); },
+      storeJob("StoreOpen"),
       [&](std::uint64_t k, const test::ChildExit& end) {
         EXPECT_TRUE(end.crashed || end.completed) << k;
         expectRecovered({kNew}, k);
@@ -97,17 +124,11 @@ TEST_P(StoreCrashTest, CompactingCommitCrashedAtEveryOperationLeavesOldOrNew) {
   setDiskLimitKB(1);
   { ASSERT_EQ(commit(*openStore(), kOld, {}, 600), 0); }
   snapshot();
-  const Content kCompacted{{"/a", 10}, {"/c", 3}};
   const std::uint64_t runs = test::forEachCrashPoint(
-      [&] { restore(); },
-      [&] {
-        auto store = openStore();
-        if (commit(*store, kCompacted, {"/b"}, 600) != 0) throw std::runtime_error("commit");
-        if (fs::exists(path("commitmark.2"))) throw std::runtime_error("not compacted");
-      },
+      [&] { restore(); }, storeJob("StoreCommitNew", {"600"}),
       [&](std::uint64_t k, const test::ChildExit& end) {
         EXPECT_TRUE(end.crashed || end.completed) << k;
-        expectRecovered({kOld, kCompacted}, k);
+        expectRecovered({kOld, kNew}, k);
       });
   EXPECT_GT(runs, 30u);
 }
@@ -207,7 +228,7 @@ TEST_P(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
   fs::copy_file(saved_.path("old"), path("registry.bin.2"));
   std::ofstream(path(oldMark)) << oldMarkText;
   snapshot();
-  test::forEachCrashPoint([&] { restore(); }, [&] { openStore(); },
+  test::forEachCrashPoint([&] { restore(); }, storeJob("StoreOpen"),
                           [&](std::uint64_t k, const test::ChildExit&) {
                             expectRecovered({kNew}, k);
                           });

@@ -83,17 +83,32 @@ class StoreFixture : public ::testing::Test {
 
   // A store on the directory, opened; the status of the open in `code`.
   std::unique_ptr<SingleFileBucketStore> openStore(std::int32_t* code = nullptr) {
+    std::int32_t opened = 0;
+    auto store = openStoreAt(path(), limits(), &opened);
+    if (code != nullptr) {
+      *code = opened;
+    } else {
+      EXPECT_EQ(opened, 0) << "open";
+    }
+    return store;
+  }
+
+  StoreLimits limits() const {
     StoreLimits limits;
     limits.diskLimitKB = diskLimitKB_;
     limits.flushEveryWrite = flushEveryWrite_;
-    auto store = std::make_unique<SingleFileBucketStore>(dir_.wide(), limits);
+    return limits;
+  }
+
+ public:
+  // A store on `dir`, opened; the status of the open in `code`.
+  static std::unique_ptr<SingleFileBucketStore> openStoreAt(const std::string& dir,
+                                                            const StoreLimits& limits,
+                                                            std::int32_t* code) {
+    auto store = std::make_unique<SingleFileBucketStore>(wide(dir), limits);
     TarnhiveStatus status;
     store->open(0, &status);
-    if (code != nullptr) {
-      *code = status.code;
-    } else {
-      EXPECT_EQ(status.code, 0) << "open";
-    }
+    *code = status.code;
     return store;
   }
 
@@ -111,6 +126,7 @@ class StoreFixture : public ::testing::Test {
     return status.code;
   }
 
+ protected:
   // The counter of every name in `names` that the store holds.
   static Content contentOf(IBucketStore& store, const std::set<std::string>& names) {
     Content content;

@@ -1,13 +1,13 @@
 // Test access to the file layer's fault seam: counting file operations,
-// failing the k-th one, ending a forked child at the k-th one, and replacing
-// single system calls of the POSIX file layer.
+// failing the k-th one, ending a child process at the k-th one, and
+// replacing single system calls of the POSIX file layer.
 //
 // The crash-test loop of a store test:
 //
 //   vesk::test::forEachCrashPoint(
-//       [&] { makeStoreWithOneCommit(dir); },          // parent, before each run
-//       [&] { commitOnce(dir); },                       // child, ends at op k
-//       [&](std::uint64_t k, const ChildExit& end) {    // parent, after each run
+//       [&] { makeStoreWithOneCommit(dir); },          // test, before each run
+//       {"CommitOnce", {dir}},                          // child job, ends at op k
+//       [&](std::uint64_t k, const ChildExit& end) {    // test, after each run
 //         EXPECT_TRUE(end.crashed || end.completed);
 //         expectOldOrNewState(dir);
 //       });
@@ -34,6 +34,7 @@
 #include <cstdint>
 #include <functional>
 
+#include "support/ChildProcess.h"
 #include "vesk/orlo/osdep/FileFaults.h"
 #if !defined(_WIN32)
 #include "vesk/orlo/osdep/posix/SystemCalls.h"
@@ -65,7 +66,7 @@ class FaultyOs {
   void tearWriteAt(std::uint64_t k, std::size_t bytes, int error = EIO) {
     orlo::osdep::fileFaults::failAt(k, error, false, bytes);
   }
-  // The process ends at the k-th operation. Only in a forked child.
+  // The process ends at the k-th operation. Only in a child process.
   void exitAt(std::uint64_t k, int exitStatus = kCRASH_EXIT_STATUS) {
     orlo::osdep::fileFaults::exitAt(k, exitStatus);
   }
@@ -74,29 +75,27 @@ class FaultyOs {
   bool reached() const { return orlo::osdep::fileFaults::reached(); }
 };
 
-// How a forked child ended.
+// How a child ended.
 struct ChildExit {
   bool crashed = false;    // ended by the armed fault
-  bool completed = false;  // the body returned normally
-  int waitStatus = 0;      // as waitpid reported it
+  bool completed = false;  // the job returned normally
+  int exitStatus = 0;      // as the child reported it
 };
 
-// Runs `body` in a forked child and waits for it. With k above 0 the child
-// ends at its k-th file operation. A body that throws ends the child with
-// status 1. The child never returns into the test framework.
-ChildExit runInChild(const std::function<void()>& body, std::uint64_t k = 0);
+// Runs `job` in a child process and waits for it. With k above 0 the child
+// ends at its k-th file operation.
+ChildExit runInChild(const ChildJob& job, std::uint64_t k = 0);
 
-// The number of file operations `body` makes, counted in a forked child so
-// that the caller's objects and counter are not changed. Its files on disk
-// are: prepare them again before the run that counts.
-std::uint64_t countOperationsInChild(const std::function<void()>& body);
+// The number of file operations `job` makes, counted in a child so that the
+// caller's objects and counter are not changed. Its files on disk are:
+// prepare them again before the run that counts.
+std::uint64_t countOperationsInChild(const ChildJob& job);
 
-// For k = 1, 2, ...: runs `prepare` in the parent, `body` in a child that
-// ends at its k-th file operation, then `check(k, end)` in the parent. Stops
-// after the first run that completes without reaching k (or that neither
-// crashed nor completed), and returns the number of runs.
-std::uint64_t forEachCrashPoint(const std::function<void()>& prepare,
-                                const std::function<void()>& body,
+// For k = 1, 2, ...: runs `prepare` in the test, `job` in a child that ends
+// at its k-th file operation, then `check(k, end)` in the test. Stops after
+// the first run that completes without reaching k (or that neither crashed
+// nor completed), and returns the number of runs.
+std::uint64_t forEachCrashPoint(const std::function<void()>& prepare, const ChildJob& job,
                                 const std::function<void(std::uint64_t, const ChildExit&)>& check);
 
 #if !defined(_WIN32)

@@ -1,5 +1,5 @@
 // The fault seam of the file layer: counting operations, failing the k-th
-// one once or for good, tearing a write, and ending a forked child at each
+// one once or for good, tearing a write, and ending a child process at each
 // operation in turn.
 #include "vesk/orlo/osdep/FileFaults.h"
 
@@ -12,6 +12,7 @@
 
 #include "support/FaultyOs.h"
 #include "support/TempDirectory.h"
+#include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/BinaryFile.h"
 #include "vesk/orlo/osdep/OSException.h"
 #include "vesk/orlo/osdep/Path.h"
@@ -25,17 +26,23 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kCreateReadWrite =
     BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE;
 
+// Five operations: open, write, flush, close, rename.
+void writeAndPublish(const std::string& dir, const std::string& text) {
+  const WideString work = toWide(NarrowString((dir + "/work").c_str()));
+  BinaryFile file;
+  file.open(work, kCreateReadWrite);
+  if (file.write(text.data(), text.size()) == -1) throw PosixError();
+  file.flush();
+  file.close();
+  path::rename(work, toWide(NarrowString((dir + "/published").c_str())));
+}
+
+// Arguments: the directory and the text.
+TARNHIVE_CHILD_JOB(WriteAndPublish) { writeAndPublish(args.at(0), args.at(1)); }
+
 class FileFaultsTest : public ::testing::Test {
  protected:
-  // Five operations: open, write, flush, close, rename.
-  void writeAndPublish(const char* text) {
-    BinaryFile file;
-    file.open(dir_.wide("work"), kCreateReadWrite);
-    if (file.write(text, std::strlen(text)) == -1) throw PosixError();
-    file.flush();
-    file.close();
-    path::rename(dir_.wide("work"), dir_.wide("published"));
-  }
+  void writeAndPublish(const char* text) { osdep::writeAndPublish(dir_.path(), text); }
   std::string read(const std::string& name) {
     std::ifstream in(dir_.path(name), std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), {});
@@ -48,10 +55,8 @@ TEST_F(FileFaultsTest, CountsFileOperationsButNotQueries) {
   writeAndPublish("v1");
   EXPECT_TRUE(path::exists(dir_.wide("published")));
   EXPECT_EQ(faults.operations(), 5u);
-#if !defined(_WIN32)
-  EXPECT_EQ(test::countOperationsInChild([&] { writeAndPublish("v2"); }), 5u);
+  EXPECT_EQ(test::countOperationsInChild({"WriteAndPublish", {dir_.path(), "v2"}}), 5u);
   EXPECT_EQ(faults.operations(), 5u) << "the child's operations are its own";
-#endif
 }
 
 TEST_F(FileFaultsTest, OneShotFailureTakesTheRealErrorPathOnce) {
@@ -93,7 +98,6 @@ TEST_F(FileFaultsTest, TornWriteAppliesItsFirstBytes) {
   EXPECT_EQ(read("work"), "com");
 }
 
-#if !defined(_WIN32)
 // A child ends at its k-th operation, after the ones before it were made.
 TEST_F(FileFaultsTest, CrashPointLoopVisitsEveryOperation) {
   std::vector<std::string> work;
@@ -103,7 +107,7 @@ TEST_F(FileFaultsTest, CrashPointLoopVisitsEveryOperation) {
         fs::remove(dir_.path("work"));
         fs::remove(dir_.path("published"));
       },
-      [&] { writeAndPublish("v1"); },
+      {"WriteAndPublish", {dir_.path(), "v1"}},
       [&](std::uint64_t k, const test::ChildExit& end) {
         EXPECT_EQ(end.crashed, k <= 5) << k;
         work.push_back(read("work"));
@@ -113,7 +117,6 @@ TEST_F(FileFaultsTest, CrashPointLoopVisitsEveryOperation) {
   EXPECT_EQ(work, (std::vector<std::string>{"", "", "v1", "v1", "v1", ""}));
   EXPECT_EQ(published, (std::vector<bool>{false, false, false, false, false, true}));
 }
-#endif
 
 }  // namespace
 }  // namespace vesk::orlo::osdep

@@ -3,14 +3,15 @@
 #include "vesk/orlo/osdep/Mutex.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <stdlib.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
+#include <fstream>
+#include <memory>
+#include <thread>
 
+#include "support/ChildProcess.h"
 #include "support/TempDirectory.h"
 
 namespace vesk::orlo::osdep {
@@ -18,47 +19,32 @@ namespace {
 
 constexpr const char16_t* kName = u"__vesk_tarnhive_BucketManager_lock__";
 
+// Takes the lock with lock(), makes the file args[0] and waits to be killed.
+TARNHIVE_CHILD_JOB(HoldTheMutex) {
+  Mutex mutex(kName);
+  mutex.lock();
+  std::ofstream(args.at(0)) << "held";
+  for (;;) std::this_thread::sleep_for(std::chrono::seconds(1));
+}
+
 class MutexTest : public ::testing::Test {
  protected:
   void SetUp() override { ::setenv("VESK_TARNHIVE_LOCK_DIR", dir_.path().c_str(), 1); }
   void TearDown() override {
-    if (holder_ > 0) killHolder();
+    holder_.reset();
     ::unsetenv("VESK_TARNHIVE_LOCK_DIR");
   }
 
-  // Forks a child that takes the lock with lock() and then waits to be
-  // killed; returns once the child holds it.
+  // A child process that holds the lock; returns once it does.
   void startHolder() {
-    int ready[2];
-    ASSERT_EQ(::pipe(ready), 0);
-    holder_ = ::fork();
-    ASSERT_NE(holder_, -1);
-    if (holder_ == 0) {
-      try {
-        Mutex mutex(kName);
-        mutex.lock();
-        const char byte = 1;
-        if (::write(ready[1], &byte, 1) == 1) {
-          while (true) ::pause();
-        }
-      } catch (...) {
-      }
-      ::_exit(2);
-    }
-    ::close(ready[1]);
-    char byte = 0;
-    ASSERT_EQ(::read(ready[0], &byte, 1), 1) << "the holder did not take the lock";
-    ::close(ready[0]);
+    holder_ = std::make_unique<test::ChildProcess>(test::ChildJob{"HoldTheMutex", {dir_.path("held")}});
+    ASSERT_TRUE(test::waitForFile(dir_.path("held"))) << "the holder did not take the lock";
   }
 
-  void killHolder() {
-    ::kill(holder_, SIGKILL);
-    ::waitpid(holder_, nullptr, 0);
-    holder_ = 0;
-  }
+  void killHolder() { holder_.reset(); }
 
   test::TempDirectory dir_;
-  pid_t holder_ = 0;
+  std::unique_ptr<test::ChildProcess> holder_;
 };
 
 TEST_F(MutexTest, TryLockFailsAtOnceWhileAnotherProcessHoldsIt) {
