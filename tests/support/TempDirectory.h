@@ -7,6 +7,7 @@
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "vesk/orlo/StringConversion.h"
 
@@ -24,11 +25,11 @@ class TempDirectory {
     if (path_.empty()) throw std::runtime_error("no temporary directory could be made");
   }
   ~TempDirectory() {
-    std::error_code ignored;
-    if (std::filesystem::remove_all(path_, ignored) != static_cast<std::uintmax_t>(-1)) return;
+    removeTree(path_);
+    if (!std::filesystem::exists(path_)) return;
     // Tests may leave read-only entries behind; make them removable first.
     makeWritable(path_);
-    std::filesystem::remove_all(path_, ignored);
+    removeTree(path_);
   }
   TempDirectory(const TempDirectory&) = delete;
   TempDirectory& operator=(const TempDirectory&) = delete;
@@ -42,6 +43,27 @@ class TempDirectory {
   }
 
  private:
+  // Removes what it can in one pass. On Windows a file that a handle of the
+  // process still holds (the process's bucket manager keeps its registry
+  // open) stays listed after its removal, and a removal that walks the
+  // directory again until it is empty would never end.
+  static void removeTree(const std::filesystem::path& directory) {
+    std::error_code error;
+    std::vector<std::filesystem::path> entries;
+    for (std::filesystem::directory_iterator it(directory, error);
+         !error && it != std::filesystem::directory_iterator(); it.increment(error)) {
+      entries.push_back(it->path());
+    }
+    for (const auto& entry : entries) {
+      if (std::filesystem::is_directory(std::filesystem::symlink_status(entry, error))) {
+        removeTree(entry);
+      } else {
+        std::filesystem::remove(entry, error);
+      }
+    }
+    std::filesystem::remove(directory, error);
+  }
+
   // Every entry under `directory`, one level at a time; errors end the walk.
   static void makeWritable(const std::filesystem::path& directory) {
     std::error_code error;

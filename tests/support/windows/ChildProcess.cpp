@@ -5,6 +5,7 @@
 #include <windows.h>
 
 #include <stdexcept>
+#include <string>
 
 namespace vesk::test {
 namespace {
@@ -49,9 +50,20 @@ ChildProcess::ChildProcess(const ChildJob& job) {
   startup.hStdError = ::GetStdHandle(STD_ERROR_HANDLE);
   PROCESS_INFORMATION started{};
   std::fflush(nullptr);
-  if (!::CreateProcessA(self, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
-                        &startup, &started)) {
-    throw std::runtime_error("the child process could not be started");
+  // A start can fail for a moment on a loaded system; a few tries ride that
+  // out.
+  DWORD error = 0;
+  for (int attempt = 0; attempt < 5; ++attempt) {
+    if (::CreateProcessA(self, commandLine.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr,
+                         &startup, &started)) {
+      error = 0;
+      break;
+    }
+    error = ::GetLastError();
+    ::Sleep(200);
+  }
+  if (error != 0) {
+    throw std::runtime_error("the child process could not be started: error " + std::to_string(error));
   }
   ::CloseHandle(started.hThread);
   handle_ = reinterpret_cast<std::intptr_t>(started.hProcess);
