@@ -63,6 +63,8 @@ void Bucket::copyFromBucket(Bucket& source) {
   for (const SharedEntry& entry : source.values_) {
     if (entry->value->getType() <= kFLOAT64ARRAY) values_.push_back(entry);
   }
+  valuesUsage_ = source.valuesUsage_;
+  if (values_.size() != source.values_.size()) recountUsage();
 }
 
 Bucket::Bucket(IBucket& source, const WideString& fullName) : Bucket(source) {
@@ -250,10 +252,7 @@ std::uint32_t Bucket::getMemUsage() {
   constexpr std::uint32_t kPerBucket = 296;
   CriticalSectionLock hold(lock_);
   std::uint32_t usage = 2 * (fileName_.length() + shortName_.length() + fullName_.length());
-  for (const SharedEntry& entry : values_) {
-    usage += 2 * entry->name.length() + entry->value->getMemUsage();
-  }
-  return usage + kPerCursor * cursors_.size() + kPerBucket;
+  return usage + valuesUsage_ + kPerCursor * cursors_.size() + kPerBucket;
 }
 
 }  // namespace vesk::tarnhive

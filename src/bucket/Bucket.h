@@ -181,9 +181,14 @@ class Bucket final
   // A stored value under the spelling of its name. An entry, once stored,
   // is never changed: a setter stores a new one in its place. So copies of
   // a bucket share their entries instead of copying them.
+  // Its record size and memory estimate are taken once, when it is made.
   struct ValueEntry {
+    ValueEntry(const WideString& entryName, ValuePtr entryValue);
+
     WideString name;
     ValuePtr value;
+    std::uint32_t recordSize;  // the name's record and the value's, saturated
+    std::uint32_t memUsage;    // twice the name's length and the value's estimate
   };
   using SharedEntry = std::shared_ptr<const ValueEntry>;
   // Sorted by name ignoring case, one entry per name.
@@ -218,6 +223,8 @@ class Bucket final
   void copyFromBucket(Bucket& source);
   // Destroys every value. Marks the change when there was any.
   void dropAllValues() noexcept;
+  // Recomputes valuesUsage_ from the entries.
+  void recountUsage() noexcept;
   // Reads one entry of a record and stores it with overwrite.
   void readEntry(const std::uint8_t*& cursor, const std::uint8_t* end);
   // A copy of `value` for a caller (one reference), or null with the failure
@@ -231,6 +238,8 @@ class Bucket final
   Digest parent_;
   WideString fileName_;
   ValueList values_;
+  // The sum of the entries' memUsage, in wrapping 32-bit arithmetic.
+  std::uint32_t valuesUsage_ = 0;
   orlo::osdep::CriticalSection lock_;
   bool persistentFlag_ = true;
   std::uint32_t version_ = 0;

@@ -44,10 +44,7 @@ constexpr std::size_t kSmallestEntry = 8;
 std::uint32_t Bucket::serializationSize() {
   CriticalSectionLock hold(lock_);
   std::uint32_t size = saturatingAdd(orlo::wideRecordSize(fullName_), kFixedWords);
-  for (const SharedEntry& entry : values_) {
-    size = saturatingAdd(
-        size, saturatingAdd(orlo::wideRecordSize(entry->name), entry->value->serializationSize()));
-  }
+  for (const SharedEntry& entry : values_) size = saturatingAdd(size, entry->recordSize);
   return size;
 }
 
@@ -87,6 +84,7 @@ void Bucket::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
   deriveNames();
   cursors_.invalidateAll();
   values_.clear();
+  valuesUsage_ = 0;
   const std::uint32_t count = orlo::serial::getU32(at, end);
   // A damaged count must not reserve more than the record can hold.
   values_.reserve(std::min<std::size_t>(count, static_cast<std::size_t>(end - at) / kSmallestEntry));

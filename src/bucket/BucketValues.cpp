@@ -7,6 +7,8 @@
 #include "bucket/Bucket.h"
 #include "bucket/BucketClock.h"
 #include "entry/StatusGuard.h"
+#include "vesk/orlo/Serial.h"
+#include "vesk/orlo/StringRecord.h"
 
 namespace vesk::tarnhive {
 
@@ -57,13 +59,27 @@ bool Bucket::placeValue(const WideString& name, ValuePtr& value, TarnhiveStatus*
     return false;
   }
   SharedEntry entry = std::make_shared<const ValueEntry>(name, std::move(value));
+  const std::uint32_t added = entry->memUsage;
   if (held) {
+    valuesUsage_ -= (*at)->memUsage;
     *at = std::move(entry);
     setStatus(status, kWVALUEREPLACED);
   } else {
     values_.insert(at, std::move(entry));
   }
+  valuesUsage_ += added;
   return true;
+}
+
+Bucket::ValueEntry::ValueEntry(const WideString& entryName, ValuePtr entryValue)
+    : name(entryName),
+      value(std::move(entryValue)),
+      recordSize(orlo::serial::saturatingAdd(orlo::wideRecordSize(name), value->serializationSize())),
+      memUsage(2 * name.length() + value->getMemUsage()) {}
+
+void Bucket::recountUsage() noexcept {
+  valuesUsage_ = 0;
+  for (const SharedEntry& entry : values_) valuesUsage_ += entry->memUsage;
 }
 
 Bucket::ValueList::iterator Bucket::lowerBound(const WideString& name) {
@@ -226,6 +242,7 @@ bool Bucket::removeValue(const WideString& name) {
   CriticalSectionLock hold(lock_);
   const auto found = findValue(name);
   if (found == values_.end()) return false;
+  valuesUsage_ -= (*found)->memUsage;
   values_.erase(found);
   touch();
   return true;
@@ -245,13 +262,16 @@ void Bucket::dropAllValues() noexcept {
   if (values_.empty()) return;
   touch();
   values_.clear();
+  valuesUsage_ = 0;
 }
 
 void Bucket::clearDataValues() {
   CriticalSectionLock hold(lock_);
   const std::size_t before = values_.size();
   std::erase_if(values_, [](const SharedEntry& entry) { return entry->value->getType() != kDIGEST; });
-  if (values_.size() != before) touch();
+  if (values_.size() == before) return;
+  recountUsage();
+  touch();
 }
 
 bool Bucket::isLink(ValueList::const_iterator entry) noexcept {
