@@ -4,8 +4,9 @@
 // with copies of the bucket and destroyed with the last of them, and every
 // value handed out is a fresh copy. The values sit in one array sorted by
 // name (ignoring case), so a look-up is a binary search and a copy of the
-// bucket copies one array of references. Its short name, digest and parent digest are derived
-// from its full name whenever that is set (construction, deserialize).
+// bucket copies one array of references. Its short name, digest and parent
+// digest are derived from its full name whenever that is set (construction,
+// deserialize).
 //
 // Invariants:
 //  - every change to the values sets the modified flag, stamps the bucket
@@ -178,10 +179,10 @@ class Bucket final
 
  private:
   using ValuePtr = std::unique_ptr<BucketValue>;
-  // A stored value under the spelling of its name. An entry, once stored,
-  // is never changed: a setter stores a new one in its place. So copies of
-  // a bucket share their entries instead of copying them.
-  // Its record size and memory estimate are taken once, when it is made.
+  // A stored value under the spelling of its name, with its record size and
+  // memory estimate taken once, when it is made. An entry, once stored, is
+  // never changed: a setter stores a new one in its place. So copies of a
+  // bucket share their entries instead of copying them.
   struct ValueEntry {
     ValueEntry(const WideString& entryName, ValuePtr entryValue);
 

@@ -87,7 +87,8 @@ void Bucket::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
   valuesUsage_ = 0;
   const std::uint32_t count = orlo::serial::getU32(at, end);
   // A damaged count must not reserve more than the record can hold.
-  values_.reserve(std::min<std::size_t>(count, static_cast<std::size_t>(end - at) / kSmallestEntry));
+  values_.reserve(
+      std::min<std::size_t>(count, static_cast<std::size_t>(end - at) / kSmallestEntry));
   for (std::uint32_t i = 0; i < count; ++i) readEntry(at, end);
   timestamp_ = clock::now();
   modified_ = false;

@@ -74,7 +74,8 @@ bool Bucket::placeValue(const WideString& name, ValuePtr& value, TarnhiveStatus*
 Bucket::ValueEntry::ValueEntry(const WideString& entryName, ValuePtr entryValue)
     : name(entryName),
       value(std::move(entryValue)),
-      recordSize(orlo::serial::saturatingAdd(orlo::wideRecordSize(name), value->serializationSize())),
+      recordSize(
+          orlo::serial::saturatingAdd(orlo::wideRecordSize(name), value->serializationSize())),
       memUsage(2 * name.length() + value->getMemUsage()) {}
 
 void Bucket::recountUsage() noexcept {
@@ -268,7 +269,8 @@ void Bucket::dropAllValues() noexcept {
 void Bucket::clearDataValues() {
   CriticalSectionLock hold(lock_);
   const std::size_t before = values_.size();
-  std::erase_if(values_, [](const SharedEntry& entry) { return entry->value->getType() != kDIGEST; });
+  std::erase_if(values_,
+                [](const SharedEntry& entry) { return entry->value->getType() != kDIGEST; });
   if (values_.size() == before) return;
   recountUsage();
   touch();

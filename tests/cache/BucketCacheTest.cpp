@@ -94,7 +94,8 @@ TEST_F(EvictionOrder, IndexRanksAsTheSort) {
       const AbsoluteTime stamp = now - AbsoluteTime{fraction, kSeconds[rng() % 8]};
       TestClock::set(stamp.seconds, stamp.fraction);
       const WideString name = wide(i == count ? "/" : (i % 2 ? "/b" : "/B") + std::to_string(i));
-      const auto entry = byName.emplace(name, NamedBucket{RefPtr<IBucket>(newBucket(name).get()), 0, stamp}).first;
+      const auto entry =
+          byName.emplace(name, NamedBucket{RefPtr<IBucket>(newBucket(name).get()), 0, stamp}).first;
       if (i != count) index.insert(entry);
     }
     ASSERT_TRUE(index.ranks(now));
