@@ -9,9 +9,11 @@
 //   first open   opening after another writer appended a commit (the
 //                registry compacts then)
 //   read         random one-value reads, everything cached (rate)
+//   hot read     one-value reads of one bucket over and over (rate)
 //   read 1 MiB   the registry with its default 1 MiB memory cache
 //
-// Usage: tarnhive_compare [sizes...] (default 1000 10000). Stores live under
+// Usage: tarnhive_compare [sizes...] (default 1000 10000 100000; the
+// largest takes a few minutes). Stores live under
 // $TARNHIVE_BENCH_DIR, else the system's temporary directory (not a memory
 // file system: flushes must cost what they cost on disk).
 #include <lmdb.h>
@@ -70,8 +72,17 @@ struct Results {
   double open = 0;
   double firstOpen = 0;
   double readsPerSecond = 0;
+  double hotReadsPerSecond = 0;
   double smallCacheReadsPerSecond = 0;
 };
+
+// Reads per second of `count` calls of read(k).
+template <class Read>
+double rateOf(int count, Read&& read) {
+  const auto start = Clock::now();
+  for (int k = 0; k < count; ++k) read(k);
+  return count / secondsSince(start);
+}
 
 fs::path freshDirectory(const std::string& name) {
   const char* base = std::getenv("TARNHIVE_BENCH_DIR");
@@ -155,6 +166,7 @@ class Registry {
       r.firstOpen = secondsSince(start);
       readAll(*manager);  // warm the cache
       r.readsPerSecond = readRate(*manager);
+      r.hotReadsPerSecond = rateOf(kReads, [&](int) { readOne(*manager, 0); });
     }
     {
       RefPtr<BucketManager> manager = open("default.ini");
@@ -209,12 +221,7 @@ class Registry {
 
   double readRate(BucketManager& manager) {
     std::mt19937 random(7);
-    const auto start = Clock::now();
-    std::int64_t sum = 0;
-    for (int k = 0; k < kReads; ++k) sum += readOne(manager, static_cast<int>(random() % n_));
-    const double elapsed = secondsSince(start);
-    if (sum == 42) std::puts("");
-    return kReads / elapsed;
+    return rateOf(kReads, [&](int) { readOne(manager, static_cast<int>(random() % n_)); });
   }
 
   int n_;
@@ -271,9 +278,8 @@ class Sqlite {
     db = open();
     sqlite3_stmt* get = prepare(db, "SELECT value FROM kv WHERE bucket = ? AND name = ?");
     std::mt19937 random(7);
-    start = Clock::now();
-    for (int k = 0; k < kReads; ++k) readOne(get, static_cast<int>(random() % n_));
-    r.readsPerSecond = kReads / secondsSince(start);
+    r.readsPerSecond = rateOf(kReads, [&](int) { readOne(get, static_cast<int>(random() % n_)); });
+    r.hotReadsPerSecond = rateOf(kReads, [&](int) { readOne(get, 0); });
     sqlite3_finalize(get);
     sqlite3_close(db);
     return r;
@@ -368,9 +374,8 @@ class Lmdb {
     r.firstOpen = r.open;
     env = open();
     std::mt19937 random(7);
-    start = Clock::now();
-    for (int k = 0; k < kReads; ++k) readOne(env, static_cast<int>(random() % n_));
-    r.readsPerSecond = kReads / secondsSince(start);
+    r.readsPerSecond = rateOf(kReads, [&](int) { readOne(env, static_cast<int>(random() % n_)); });
+    r.hotReadsPerSecond = rateOf(kReads, [&](int) { readOne(env, 0); });
     mdb_env_close(env);
     return r;
   }
@@ -415,7 +420,7 @@ void printRow(const char* work, const char* unit, double ours, double sqlite, do
 int main(int argc, char** argv) {
   std::vector<int> sizes;
   for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
-  if (sizes.empty()) sizes = {1000, 10000};
+  if (sizes.empty()) sizes = {1000, 10000, 100000};
   for (const int n : sizes) {
     std::printf("\n%d buckets of %d values\n\n", n, kValues);
     const Results ours = Registry(n).run();
@@ -428,6 +433,8 @@ int main(int argc, char** argv) {
     printRow("open", "s", ours.open, sqlite.open, lmdb.open);
     printRow("first open after write", "s", ours.firstOpen, sqlite.firstOpen, lmdb.firstOpen);
     printRow("random reads", "/s", ours.readsPerSecond, sqlite.readsPerSecond, lmdb.readsPerSecond);
+    printRow("hot reads", "/s", ours.hotReadsPerSecond, sqlite.hotReadsPerSecond,
+             lmdb.hotReadsPerSecond);
     printRow("reads, 1 MiB cache", "/s", ours.smallCacheReadsPerSecond, sqlite.readsPerSecond,
              lmdb.readsPerSecond);
   }

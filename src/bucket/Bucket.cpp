@@ -51,16 +51,20 @@ Bucket::Bucket(IBucket& source)
   modified_ = sourceModified;
 }
 
-// Every read hands out such a copy: the values are shared with the source
-// (they never change once stored), so a copy costs one map node per value
-// and no time stamp per value. A value of an unknown kind is left out, as
-// setValue would refuse it.
+// Every read hands out such a copy: the entries are shared with the source
+// (they never change once stored), so a copy costs one array and a
+// reference per value, and no time stamp per value. A value of an unknown
+// kind is left out, as setValue would refuse it.
 void Bucket::copyFromBucket(Bucket& source) {
   CriticalSectionLock hold(source.lock_);
   shortName_ = source.shortName_;
   digest_ = source.digest_;
-  values_ = source.values_;
-  std::erase_if(values_, [](const auto& entry) { return entry.second->getType() > kFLOAT64ARRAY; });
+  values_.reserve(source.values_.size());
+  for (const SharedEntry& entry : source.values_) {
+    if (entry->value->getType() <= kFLOAT64ARRAY) values_.push_back(entry);
+  }
+  valuesUsage_ = source.valuesUsage_;
+  if (values_.size() != source.values_.size()) recountUsage();
 }
 
 Bucket::Bucket(IBucket& source, const WideString& fullName) : Bucket(source) {
@@ -161,10 +165,10 @@ bool Bucket::isEqual(IBucket* other) {
     CriticalSectionLock first(thisFirst ? lock_ : that->lock_);
     CriticalSectionLock second(thisFirst ? that->lock_ : lock_);
     if (values_.size() != that->values_.size()) return;
-    for (const auto& [name, value] : values_) {
-      const auto found = that->values_.find(name);
+    for (const SharedEntry& entry : values_) {
+      const auto found = that->findValue(entry->name);
       if (found == that->values_.end()) return;
-      if (!BucketValue::valuesEqual(*value, *found->second)) return;
+      if (!BucketValue::valuesEqual(*entry->value, *(*found)->value)) return;
     }
     equal = true;
   });
@@ -222,10 +226,10 @@ bool Bucket::copyValuesFrom(IBucket& source, bool overwrite, TarnhiveStatus* sta
 std::vector<std::pair<WideString, Digest>> Bucket::digestValues() {
   CriticalSectionLock hold(lock_);
   std::vector<std::pair<WideString, Digest>> found;
-  for (const auto& [name, value] : values_) {
-    if (value->getType() != kDIGEST) continue;
+  for (const SharedEntry& entry : values_) {
+    if (entry->value->getType() != kDIGEST) continue;
     TarnhiveStatus own;
-    found.emplace_back(name, value->getDigest(&own));
+    found.emplace_back(entry->name, entry->value->getDigest(&own));
   }
   return found;
 }
@@ -248,8 +252,7 @@ std::uint32_t Bucket::getMemUsage() {
   constexpr std::uint32_t kPerBucket = 296;
   CriticalSectionLock hold(lock_);
   std::uint32_t usage = 2 * (fileName_.length() + shortName_.length() + fullName_.length());
-  for (const auto& [name, value] : values_) usage += 2 * name.length() + value->getMemUsage();
-  return usage + kPerCursor * cursors_.size() + kPerBucket;
+  return usage + valuesUsage_ + kPerCursor * cursors_.size() + kPerBucket;
 }
 
 }  // namespace vesk::tarnhive

@@ -1,9 +1,12 @@
 // Bucket: the one implementation of IBucket, a node of the registry tree.
 //
-// A bucket owns its values outright: a stored value is a private copy that
-// the bucket destroys when it is removed or replaced, and every value handed
-// out is a fresh copy. Its short name, digest and parent digest are derived
-// from its full name whenever that is set (construction, deserialize).
+// A bucket owns its values: a stored value is a private copy, shared only
+// with copies of the bucket and destroyed with the last of them, and every
+// value handed out is a fresh copy. The values sit in one array sorted by
+// name (ignoring case), so a look-up is a binary search and a copy of the
+// bucket copies one array of references. Its short name, digest and parent
+// digest are derived from its full name whenever that is set (construction,
+// deserialize).
 //
 // Invariants:
 //  - every change to the values sets the modified flag, stamps the bucket
@@ -21,7 +24,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -177,10 +179,21 @@ class Bucket final
 
  private:
   using ValuePtr = std::unique_ptr<BucketValue>;
-  // A value, once stored, is never changed: a setter stores a new one in its
-  // place. So copies of a bucket share their values instead of copying them.
-  using SharedValue = std::shared_ptr<BucketValue>;
-  using ValueMap = std::map<WideString, SharedValue, orlo::IgnoreCaseLess>;
+  // A stored value under the spelling of its name, with its record size and
+  // memory estimate taken once, when it is made. An entry, once stored, is
+  // never changed: a setter stores a new one in its place. So copies of a
+  // bucket share their entries instead of copying them.
+  struct ValueEntry {
+    ValueEntry(const WideString& entryName, ValuePtr entryValue);
+
+    WideString name;
+    ValuePtr value;
+    std::uint32_t recordSize;  // the name's record and the value's, saturated
+    std::uint32_t memUsage;    // twice the name's length and the value's estimate
+  };
+  using SharedEntry = std::shared_ptr<const ValueEntry>;
+  // Sorted by name ignoring case, one entry per name.
+  using ValueList = std::vector<SharedEntry>;
 
   // Recomputes the short name, digest and parent from fullName_.
   void deriveNames();
@@ -188,6 +201,19 @@ class Bucket final
   void touch() noexcept;
   // The common path of every setter. Takes `value` when it stores it.
   bool storeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status, bool overwrite);
+  // storeValue's refusals of a name or value before the lock: false, with
+  // the code, for an empty name, a null or an unset value.
+  static bool storable(const WideString& name, const ValuePtr& value, TarnhiveStatus* status);
+  // storeValue under the lock, without marking the change: true when it
+  // stored `value`.
+  // REQUIRES: lock_ is held; storable(name, value).
+  bool placeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status, bool overwrite);
+  // The first entry whose name is not below `name`.
+  // REQUIRES: lock_ is held.
+  ValueList::iterator lowerBound(const WideString& name);
+  // The entry of `name`, or end().
+  // REQUIRES: lock_ is held.
+  ValueList::iterator findValue(const WideString& name);
   // Builds a value with BucketValue's constructor for `args` and stores it.
   template <class... Args>
   bool setBuilt(const WideString& name, TarnhiveStatus* status, bool overwrite, Args&&... args);
@@ -198,25 +224,29 @@ class Bucket final
   void copyFromBucket(Bucket& source);
   // Destroys every value. Marks the change when there was any.
   void dropAllValues() noexcept;
+  // Recomputes valuesUsage_ from the entries.
+  void recountUsage() noexcept;
   // Reads one entry of a record and stores it with overwrite.
   void readEntry(const std::uint8_t*& cursor, const std::uint8_t* end);
   // A copy of `value` for a caller (one reference), or null with the failure
   // in `status`.
   static IBucketValue* copyForCaller(const BucketValue& value, TarnhiveStatus* status);
-  static bool isLink(ValueMap::const_iterator entry) noexcept;
+  static bool isLink(ValueList::const_iterator entry) noexcept;
 
   WideString fullName_;
   WideString shortName_;
   Digest digest_;
   Digest parent_;
   WideString fileName_;
-  ValueMap values_;
+  ValueList values_;
+  // The sum of the entries' memUsage, in wrapping 32-bit arithmetic.
+  std::uint32_t valuesUsage_ = 0;
   orlo::osdep::CriticalSection lock_;
   bool persistentFlag_ = true;
   std::uint32_t version_ = 0;
   bool modified_ = true;
   TarnhiveAtomicInt nextHandle_{1};
-  EnumerationCursors<ValueMap::iterator> cursors_;
+  EnumerationCursors<ValueList::iterator> cursors_;
   AbsoluteTime timestamp_;
 };
 

@@ -39,9 +39,9 @@ bool Bucket::enumFirstValue(WideString& name, IBucketValue*& value, std::uint32_
     CriticalSectionLock hold(lock_);
     const auto at = cursors_.first(handle, values_.begin(), values_.end(), kEveryValue);
     if (at == values_.end()) return false;
-    IBucketValue* copy = copyForCaller(*at->second, &own);
+    IBucketValue* copy = copyForCaller(*(*at)->value, &own);
     if (copy == nullptr) return false;
-    name = at->first;
+    name = (*at)->name;
     handOut(value, copy);
     return true;
   });
@@ -55,9 +55,9 @@ bool Bucket::enumNextValue(WideString& name, IBucketValue*& value, std::uint32_t
     CriticalSectionLock hold(lock_);
     const auto at = cursors_.next(handle, values_.end(), status, kEveryValue);
     if (at == values_.end()) return false;
-    IBucketValue* copy = copyForCaller(*at->second, status);
+    IBucketValue* copy = copyForCaller(*(*at)->value, status);
     if (copy == nullptr) return false;
-    name = at->first;
+    name = (*at)->name;
     handOut(value, copy);
     return true;
   });
@@ -69,7 +69,7 @@ bool Bucket::enumFirstChild(Digest& child, std::uint32_t handle) {
     const auto at = cursors_.first(handle, values_.begin(), values_.end(), isLink);
     if (at == values_.end()) return false;
     TarnhiveStatus own;
-    child = at->second->getDigest(&own);
+    child = (*at)->value->getDigest(&own);
     return true;
   });
 }
@@ -80,7 +80,7 @@ bool Bucket::enumNextChild(Digest& child, std::uint32_t handle, TarnhiveStatus* 
     const auto at = cursors_.next(handle, values_.end(), status, isLink);
     if (at == values_.end()) return false;
     TarnhiveStatus own;
-    child = at->second->getDigest(&own);
+    child = (*at)->value->getDigest(&own);
     return true;
   });
 }

@@ -9,7 +9,9 @@
 // Nothing else is stored: the short name, both digests and the file name are
 // derived from the full name, and the persistent flag, the modified flag and
 // the time stamp are not part of the record.
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <new>
 
 #include "bucket/Bucket.h"
@@ -30,6 +32,8 @@ constexpr char kBucketSource[] = "vesk/tarnhive/Bucket";
 constexpr std::uint32_t kFormatWord = 1;
 // The format, version and count words.
 constexpr std::uint32_t kFixedWords = 12;
+// An entry holds at least its name's length word and its value's type word.
+constexpr std::size_t kSmallestEntry = 8;
 
 [[noreturn]] void readFailed() {
   orlo::exception::raise(orlo::exception::DeserializationError(), kBucketSource, 0);
@@ -40,10 +44,7 @@ constexpr std::uint32_t kFixedWords = 12;
 std::uint32_t Bucket::serializationSize() {
   CriticalSectionLock hold(lock_);
   std::uint32_t size = saturatingAdd(orlo::wideRecordSize(fullName_), kFixedWords);
-  for (const auto& [name, value] : values_) {
-    size =
-        saturatingAdd(size, saturatingAdd(orlo::wideRecordSize(name), value->serializationSize()));
-  }
+  for (const SharedEntry& entry : values_) size = saturatingAdd(size, entry->recordSize);
   return size;
 }
 
@@ -59,9 +60,9 @@ void Bucket::serialize(std::uint8_t*& cursor, const std::uint8_t* end) {
   orlo::serial::putU32(cursor, end, version_);
   orlo::writeWideRecord(fullName_, cursor, end);
   orlo::serial::putU32(cursor, end, static_cast<std::uint32_t>(values_.size()));
-  for (const auto& [name, value] : values_) {
-    orlo::writeWideRecord(name, cursor, end);
-    value->serialize(cursor, end);
+  for (const SharedEntry& entry : values_) {
+    orlo::writeWideRecord(entry->name, cursor, end);
+    entry->value->serialize(cursor, end);
   }
 }
 
@@ -83,7 +84,11 @@ void Bucket::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
   deriveNames();
   cursors_.invalidateAll();
   values_.clear();
+  valuesUsage_ = 0;
   const std::uint32_t count = orlo::serial::getU32(at, end);
+  // A damaged count must not reserve more than the record can hold.
+  values_.reserve(
+      std::min<std::size_t>(count, static_cast<std::size_t>(end - at) / kSmallestEntry));
   for (std::uint32_t i = 0; i < count; ++i) readEntry(at, end);
   timestamp_ = clock::now();
   modified_ = false;
@@ -91,7 +96,8 @@ void Bucket::deserialize(const std::uint8_t*& cursor, const std::uint8_t* end) {
 }
 
 // An entry that cannot be stored (an unset value, an empty name) is skipped;
-// a later entry of the same name replaces an earlier one.
+// a later entry of the same name replaces an earlier one. The bucket is
+// stamped once for the whole record, not per entry.
 void Bucket::readEntry(const std::uint8_t*& cursor, const std::uint8_t* end) {
   ValuePtr value(new (std::nothrow) BucketValue());
   if (!value) {
@@ -102,7 +108,8 @@ void Bucket::readEntry(const std::uint8_t*& cursor, const std::uint8_t* end) {
   orlo::readWideRecord(name, cursor, end);
   value->deserialize(cursor, end);
   TarnhiveStatus own;
-  storeValue(name, value, &own, true);
+  if (!storable(name, value, &own)) return;
+  guardedRun(&own, [&] { placeValue(name, value, &own, true); });
 }
 
 }  // namespace vesk::tarnhive

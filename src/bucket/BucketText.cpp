@@ -67,10 +67,10 @@ void Bucket::dump() {
     std::printf("modified_       %s\r\n", yesNo(modified_));
     std::printf("numKeys         %zu\r\n", values_.size());
     int index = 0;
-    for (const auto& [name, value] : values_) {
+    for (const SharedEntry& entry : values_) {
       WideString text;
-      value->toString(text);
-      std::printf("[%d] %s = %s\r\n", index++, narrow(name).c_str(), narrow(text).c_str());
+      entry->value->toString(text);
+      std::printf("[%d] %s = %s\r\n", index++, narrow(entry->name).c_str(), narrow(text).c_str());
     }
   });
   std::fflush(stdout);
@@ -91,13 +91,13 @@ WideString Bucket::toText() {
     appendLine(out, "modified_       ", yesNo(modified_));
     appendLine(out, "numKeys         ", decimal(static_cast<std::uint32_t>(values_.size())));
     std::uint32_t index = 0;
-    for (const auto& [name, value] : values_) {
+    for (const SharedEntry& entry : values_) {
       WideString text;
-      value->toString(text);
+      entry->value->toString(text);
       append(out, "[");
       out += decimal(index++);
       append(out, "] ");
-      out += name;
+      out += entry->name;
       append(out, " = ");
       appendLine(out, "", text);
     }

@@ -1,11 +1,14 @@
 // The values of a bucket: the typed setters and their common store path,
 // removal, and copies handed to callers.
+#include <algorithm>
 #include <cerrno>
 #include <new>
 
 #include "bucket/Bucket.h"
 #include "bucket/BucketClock.h"
 #include "entry/StatusGuard.h"
+#include "vesk/orlo/Serial.h"
+#include "vesk/orlo/StringRecord.h"
 
 namespace vesk::tarnhive {
 
@@ -19,7 +22,16 @@ using orlo::osdep::CriticalSectionLock;
 // everything untouched and returns false without a code.
 bool Bucket::storeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status,
                         bool overwrite) {
-  if (failed(status)) return false;
+  if (failed(status) || !storable(name, value, status)) return false;
+  return guardedCall(status, false, [&] {
+    CriticalSectionLock hold(lock_);
+    if (!placeValue(name, value, status, overwrite)) return false;
+    touch();
+    return true;
+  });
+}
+
+bool Bucket::storable(const WideString& name, const ValuePtr& value, TarnhiveStatus* status) {
   if (name.empty()) {
     setStatus(status, kEMPTYVALUENAME);
     return false;
@@ -32,29 +44,58 @@ bool Bucket::storeValue(const WideString& name, ValuePtr& value, TarnhiveStatus*
     setStatus(status, kWRONGTYPE);
     return false;
   }
-  return guardedCall(status, false, [&] {
-    CriticalSectionLock hold(lock_);
-    const auto found = values_.find(name);
-    if (found == values_.end()) {
-      values_.try_emplace(name).first->second = std::move(value);
-    } else if (BucketValue::valuesEqual(*found->second, *value)) {
-      return false;
-    } else if (!overwrite) {
-      setStatus(status, kVALUEEXISTS);
-      return false;
-    } else {
-      // The entry takes the new name's spelling. The name is copied before
-      // anything changes, so a failed copy loses nothing.
-      WideString newName(name);
-      auto node = values_.extract(found);
-      node.key().swap(newName);
-      node.mapped() = std::move(value);
-      values_.insert(std::move(node));
-      setStatus(status, kWVALUEREPLACED);
-    }
-    touch();
-    return true;
-  });
+  return true;
+}
+
+// The new entry is made before anything changes, so a failure loses
+// nothing; a replacing entry takes the new name's spelling.
+bool Bucket::placeValue(const WideString& name, ValuePtr& value, TarnhiveStatus* status,
+                        bool overwrite) {
+  const auto at = lowerBound(name);
+  const bool held = at != values_.end() && !orlo::IgnoreCaseLess()(name, (*at)->name);
+  if (held && BucketValue::valuesEqual(*(*at)->value, *value)) return false;
+  if (held && !overwrite) {
+    setStatus(status, kVALUEEXISTS);
+    return false;
+  }
+  SharedEntry entry = std::make_shared<const ValueEntry>(name, std::move(value));
+  const std::uint32_t added = entry->memUsage;
+  if (held) {
+    valuesUsage_ -= (*at)->memUsage;
+    *at = std::move(entry);
+    setStatus(status, kWVALUEREPLACED);
+  } else {
+    values_.insert(at, std::move(entry));
+  }
+  valuesUsage_ += added;
+  return true;
+}
+
+Bucket::ValueEntry::ValueEntry(const WideString& entryName, ValuePtr entryValue)
+    : name(entryName),
+      value(std::move(entryValue)),
+      recordSize(
+          orlo::serial::saturatingAdd(orlo::wideRecordSize(name), value->serializationSize())),
+      memUsage(2 * name.length() + value->getMemUsage()) {}
+
+void Bucket::recountUsage() noexcept {
+  valuesUsage_ = 0;
+  for (const SharedEntry& entry : values_) valuesUsage_ += entry->memUsage;
+}
+
+Bucket::ValueList::iterator Bucket::lowerBound(const WideString& name) {
+  // Records and copies list values in name order: reading one appends.
+  if (values_.empty() || orlo::IgnoreCaseLess()(values_.back()->name, name)) return values_.end();
+  return std::lower_bound(values_.begin(), values_.end(), name,
+                          [](const SharedEntry& entry, const WideString& key) {
+                            return orlo::IgnoreCaseLess()(entry->name, key);
+                          });
+}
+
+Bucket::ValueList::iterator Bucket::findValue(const WideString& name) {
+  const auto at = lowerBound(name);
+  if (at == values_.end() || orlo::IgnoreCaseLess()(name, (*at)->name)) return values_.end();
+  return at;
 }
 
 // A value that cannot be allocated reaches storeValue as null (kNULLVALUE)
@@ -200,8 +241,9 @@ bool Bucket::setValue(const WideString& name, IBucketValue* value, TarnhiveStatu
 
 bool Bucket::removeValue(const WideString& name) {
   CriticalSectionLock hold(lock_);
-  const auto found = values_.find(name);
+  const auto found = findValue(name);
   if (found == values_.end()) return false;
+  valuesUsage_ -= (*found)->memUsage;
   values_.erase(found);
   touch();
   return true;
@@ -209,7 +251,7 @@ bool Bucket::removeValue(const WideString& name) {
 
 bool Bucket::hasValue(const WideString& name) {
   CriticalSectionLock hold(lock_);
-  return values_.find(name) != values_.end();
+  return findValue(name) != values_.end();
 }
 
 void Bucket::clearValues() {
@@ -221,25 +263,29 @@ void Bucket::dropAllValues() noexcept {
   if (values_.empty()) return;
   touch();
   values_.clear();
+  valuesUsage_ = 0;
 }
 
 void Bucket::clearDataValues() {
   CriticalSectionLock hold(lock_);
   const std::size_t before = values_.size();
-  std::erase_if(values_, [](const auto& entry) { return entry.second->getType() != kDIGEST; });
-  if (values_.size() != before) touch();
+  std::erase_if(values_,
+                [](const SharedEntry& entry) { return entry->value->getType() != kDIGEST; });
+  if (values_.size() == before) return;
+  recountUsage();
+  touch();
 }
 
-bool Bucket::isLink(ValueMap::const_iterator entry) noexcept {
-  return entry->second->getType() == kDIGEST;
+bool Bucket::isLink(ValueList::const_iterator entry) noexcept {
+  return (*entry)->value->getType() == kDIGEST;
 }
 
 IBucketValue* Bucket::getValue(const WideString& name, TarnhiveStatus* status) {
   return guardedCall(status, static_cast<IBucketValue*>(nullptr), [&]() -> IBucketValue* {
     CriticalSectionLock hold(lock_);
-    const auto found = values_.find(name);
+    const auto found = findValue(name);
     if (found == values_.end()) return nullptr;
-    return copyForCaller(*found->second, status);
+    return copyForCaller(*(*found)->value, status);
   });
 }
 

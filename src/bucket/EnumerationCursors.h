@@ -1,10 +1,10 @@
 // The open enumerations of a bucket or a bucket collection: cursors into an
-// ordered map, registered under handles.
+// ordered sequence (a map or a sorted array), registered under handles.
 //
 // Handles come from the owner's counter, which starts at 1, so the first
 // handle is 2; 0 is never a handle. A cursor is registered only by the first
 // step of an enumeration, so a handle that was opened but never started is
-// unknown to the table. Every change to the owner's map invalidates all
+// unknown to the table. Every change to the owner's entries invalidates all
 // cursors: the next step then moves the cursor to the end and reports
 // kWNOTFOUND. An invalidated cursor's position may dangle and is never
 // dereferenced.

@@ -2,7 +2,7 @@
 #include "cache/BucketCache.h"
 
 #include "bucket/BucketClock.h"
-#include "cache/EvictionOrder.h"
+#include "bucket/BucketNames.h"
 #include "entry/StatusGuard.h"
 
 namespace vesk::tarnhive {
@@ -10,8 +10,8 @@ namespace vesk::tarnhive {
 using orlo::WideString;
 using orlo::osdep::CriticalSectionLock;
 
-BucketCache::BucketCache(std::uint32_t sizeLimit)
-    : sizeLimit_(sizeLimit), evictionAmount_(sizeLimit * 25u / 100u) {}
+BucketCache::BucketCache(std::uint32_t sizeLimit, bool evicts)
+    : sizeLimit_(sizeLimit), evictionAmount_(sizeLimit * 25u / 100u), evicts_(evicts) {}
 
 std::uint32_t BucketCache::getUsage() {
   CriticalSectionLock hold(lock_);
@@ -21,7 +21,21 @@ std::uint32_t BucketCache::getUsage() {
 void BucketCache::clearBuckets() {
   CriticalSectionLock hold(lock_);
   BucketCase::clearBuckets();
+  ranked_.clear();
   usage_ = 0;
+}
+
+void BucketCache::entryAdded(BucketsByName::iterator entry) {
+  if (evicts_ && !isRootName(entry->first)) ranked_.insert(entry);
+}
+
+void BucketCache::entryReplaced(BucketsByName::iterator entry,
+                                const AbsoluteTime& oldStamp) noexcept {
+  ranked_.restamp(entry, oldStamp);
+}
+
+void BucketCache::entryRemoving(BucketsByName::iterator entry) noexcept {
+  ranked_.erase(entry, entry->second.stamp);
 }
 
 bool BucketCache::addCounted(IBucket& bucket, std::uint32_t memUsage, bool overwrite,
@@ -72,17 +86,31 @@ void BucketCache::evictIfNeeded() {
 }
 
 // Drops buckets in eviction order until at least the eviction amount is
-// freed. Every caller has just invalidated the cursors.
+// freed. Every caller has just invalidated the cursors. Dropping the first
+// bucket leaves the others in the same order, so each step asks the index
+// for the first again.
 void BucketCache::evict() {
+  const AbsoluteTime now = clock::now();
   std::uint32_t freed = 0;
-  for (const auto entry : evictionOrder(byName_, clock::now())) {
-    const WideString name = entry->first;
-    std::uint32_t removedUse = 0;
-    removeEntry(name, removedUse);
-    usage_ -= removedUse;
-    freed += removedUse;
-    if (freed >= evictionAmount_) break;
+  if (ranked_.ranks(now)) {
+    while (ranked_.size() != 0) {
+      drop((*ranked_.first(now))->first, freed);
+      if (freed >= evictionAmount_) return;
+    }
+    return;
   }
+  // Stamps too far from now for the index: one sort of every bucket.
+  for (const auto entry : evictionOrder(byName_, now)) {
+    drop(entry->first, freed);
+    if (freed >= evictionAmount_) return;
+  }
+}
+
+void BucketCache::drop(WideString name, std::uint32_t& freed) {
+  std::uint32_t removedUse = 0;
+  removeEntry(name, removedUse);
+  usage_ -= removedUse;
+  freed += removedUse;
 }
 
 }  // namespace vesk::tarnhive

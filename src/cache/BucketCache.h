@@ -3,6 +3,9 @@
 // and, when that sum exceeds the budget while 21 or more buckets are held,
 // runs an eviction pass that drops the most recently changed buckets (never
 // the root) until a quarter of the budget has been freed (EvictionOrder.h).
+// The buckets are kept ranked by their time stamps as they are added, so a
+// pass costs O(log n) for each bucket it drops. A bucket's stamp is taken
+// when it is added: the manager never changes a bucket the cache holds.
 // Changed buckets that are not yet committed are also held by the update
 // cache, so dropping them here loses nothing.
 //
@@ -18,6 +21,7 @@
 #include <cstdint>
 
 #include "cache/BucketCase.h"
+#include "cache/EvictionOrder.h"
 
 namespace vesk::tarnhive {
 
@@ -26,7 +30,7 @@ class BucketCache : public BucketCase {
   // Buckets held before a pass may run: a pass needs more than this many.
   static constexpr std::uint32_t kEvictionFloor = 20;
 
-  explicit BucketCache(std::uint32_t sizeLimit);
+  explicit BucketCache(std::uint32_t sizeLimit) : BucketCache(sizeLimit, true) {}
 
   // Also sets the usage to 0.
   void clearBuckets() override;
@@ -43,6 +47,13 @@ class BucketCache : public BucketCase {
   std::uint32_t getUsage();
 
  protected:
+  // A cache that never runs a pass (`evicts` false) ranks nothing.
+  BucketCache(std::uint32_t sizeLimit, bool evicts);
+
+  void entryAdded(BucketsByName::iterator entry) override;
+  void entryReplaced(BucketsByName::iterator entry, const AbsoluteTime& oldStamp) noexcept override;
+  void entryRemoving(BucketsByName::iterator entry) noexcept override;
+
   // addBucket without the status check and the eviction check. True when
   // the bucket was added or replaced one.
   // REQUIRES: lock_ is held.
@@ -56,9 +67,16 @@ class BucketCache : public BucketCase {
   void evictIfNeeded();
   void evict();
 
+  // Removes the entry of `name` (a copy: the entry owns the key) and adds
+  // its recorded use to `freed`.
+  void drop(WideString name, std::uint32_t& freed);
+
   const std::uint32_t sizeLimit_;
   std::uint32_t usage_ = 0;
   const std::uint32_t evictionAmount_;
+  const bool evicts_;
+  // Every held bucket but the root, when evicts_.
+  EvictionIndex ranked_;
 };
 
 }  // namespace vesk::tarnhive

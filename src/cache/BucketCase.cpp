@@ -47,22 +47,31 @@ BucketCase::AddResult BucketCase::insertOrReplace(IBucket& bucket, std::uint32_t
       }
       RefPtr<IBucket>& digestSlot = byDigest_[digest];
       replacedUse = named->second.memUsage;
-      named->second = NamedBucket{held, memUsage};
+      const AbsoluteTime oldStamp = named->second.stamp;
+      named->second = NamedBucket{held, memUsage, bucket.getTimestamp()};
       digestSlot = held;
+      entryReplaced(named, oldStamp);
       result = AddResult::kReplaced;
     } else {
-      const auto added = byName_.emplace(name, NamedBucket{held, memUsage}).first;
-      try {
-        byDigest_.insert_or_assign(digest, held);
-      } catch (...) {
-        byName_.erase(added);  // both maps or neither
-        throw;
-      }
+      insertEntry(name, digest, held, memUsage);
       result = AddResult::kInserted;
     }
     cursors_.invalidateAll();
   });
   return result;
+}
+
+void BucketCase::insertEntry(const WideString& name, const Digest& digest,
+                             const RefPtr<IBucket>& held, std::uint32_t memUsage) {
+  const auto added = byName_.emplace(name, NamedBucket{held, memUsage, held->getTimestamp()}).first;
+  try {
+    entryAdded(added);
+    byDigest_.insert_or_assign(digest, held);
+  } catch (...) {
+    entryRemoving(added);  // both maps and the index, or none
+    byName_.erase(added);
+    throw;
+  }
 }
 
 bool BucketCase::removeEntry(const WideString& fullName, std::uint32_t& removedUse) {
@@ -72,6 +81,7 @@ bool BucketCase::removeEntry(const WideString& fullName, std::uint32_t& removedU
   // are consistent again.
   const RefPtr<IBucket> held = named->second.bucket;
   removedUse = named->second.memUsage;
+  entryRemoving(named);
   byName_.erase(named);
   byDigest_.erase(Digest(fullName));
   cursors_.invalidateAll();

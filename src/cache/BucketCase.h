@@ -5,8 +5,8 @@
 // Invariants:
 //  - every bucket is in both maps, under its full name and under its digest,
 //    and each map holds its own reference to it;
-//  - each by-name entry records the bucket's memory use taken when the entry
-//    was made;
+//  - each by-name entry records the bucket's memory use and time stamp taken
+//    when the entry was made;
 //  - every change of the maps invalidates all open enumerations.
 //
 // A null bucket handed to addBucket is refused with kNULLARGUMENT.
@@ -87,6 +87,14 @@ class BucketCase
   // REQUIRES: lock_ is held.
   std::uint32_t recordedUse() const noexcept;
 
+  // Told of every by-name entry made, replaced or removed, under lock_, so
+  // that a derived collection can keep an index of its own. entryAdded may
+  // throw, and the entry is then not made; the other two must not.
+  virtual void entryAdded(BucketsByName::iterator /*entry*/) {}
+  virtual void entryReplaced(BucketsByName::iterator /*entry*/,
+                             const AbsoluteTime& /*oldStamp*/) noexcept {}
+  virtual void entryRemoving(BucketsByName::iterator /*entry*/) noexcept {}
+
   // The frame that every addBucket shares: nothing on a negative status,
   // kNULLARGUMENT for a null bucket, the bucket's memory use taken before the
   // lock, then `add(memUsage)` under the lock with exceptions turned into
@@ -112,6 +120,10 @@ class BucketCase
  private:
   // Reads one bucket record and adds it unless its name or digest is held.
   void readBucket(const std::uint8_t*& cursor, const std::uint8_t* end);
+  // Makes the entries of a bucket not held yet in both maps, or in neither
+  // when that fails.
+  void insertEntry(const WideString& name, const Digest& digest, const orlo::RefPtr<IBucket>& held,
+                   std::uint32_t memUsage);
 
   TarnhiveAtomicInt nextHandle_{1};
   EnumerationCursors<BucketsByName::iterator> cursors_;

@@ -70,14 +70,7 @@ void BucketCase::readBucket(const std::uint8_t*& cursor, const std::uint8_t* end
   const orlo::WideString name = bucket->getFullName();
   const Digest digest = bucket->getDigest();
   if (byName_.count(name) != 0 || byDigest_.count(digest) != 0) return;
-  const RefPtr<IBucket> held(bucket.get());
-  const auto added = byName_.emplace(name, NamedBucket{held, memUsage}).first;
-  try {
-    byDigest_.emplace(digest, held);
-  } catch (...) {
-    byName_.erase(added);  // both maps or neither
-    throw;
-  }
+  insertEntry(name, digest, RefPtr<IBucket>(bucket.get()), memUsage);
 }
 
 }  // namespace vesk::tarnhive

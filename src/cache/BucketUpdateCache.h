@@ -28,7 +28,7 @@ class BucketUpdateCache : public BucketCache {
 
   // The limit is kept and its usage counted for the manager to read; this
   // cache never evicts.
-  explicit BucketUpdateCache(std::uint32_t sizeLimit) : BucketCache(sizeLimit) {}
+  explicit BucketUpdateCache(std::uint32_t sizeLimit) : BucketCache(sizeLimit, false) {}
 
   // Also empties the removed set.
   void clearBuckets() override;

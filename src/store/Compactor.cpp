@@ -45,6 +45,9 @@ void startOutput(StoreState& state, Output& out) {
                 BinaryFile::kCREATE | BinaryFile::kTRUNCATE | BinaryFile::kREADWRITE);
   out.file.setPermissions(path::permissionsOf(state.registryPath));
   out.plan.piece(0, kBlockHeaderSize);
+  // The live records fit in what the file holds. Sized once, the buffer is
+  // not copied as it grows, and each of its pages is touched once.
+  out.plan.reserve(static_cast<std::size_t>(state.validEnd));
 }
 
 // Copies the live records of the block that ends at `end` and returns its
@@ -97,7 +100,8 @@ std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
     if (bytes == nullptr) damaged(__LINE__);
     out.plan.putI64(out.position, length);
     out.plan.putBytes(out.position + kRecordHeaderSize, bytes, static_cast<std::size_t>(length));
-    out.liveIndex.emplace(std::move(digest), RecordLocation{0, i, out.position});
+    out.liveIndex.emplace_hint(out.liveIndex.end(), std::move(digest),
+                               RecordLocation{0, i, out.position});
     out.position += length + kRecordHeaderSize;
   }
   return start;

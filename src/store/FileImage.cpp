@@ -12,6 +12,12 @@ FileImage::FileImage(orlo::osdep::BinaryFile& file, std::int64_t from, std::int6
 }
 
 void FileImage::copyField(std::int64_t at, std::uint8_t* out, std::size_t count) const noexcept {
+  const std::int64_t offset = at - base_;
+  if (offset >= 0 && static_cast<std::size_t>(offset) + count <= bytes_.size()) {
+    std::memcpy(out, bytes_.data() + offset, count);
+    return;
+  }
+  // A field that runs off the image reads as zeros where it does.
   for (std::size_t i = 0; i < count; ++i) {
     const std::int64_t position = at + static_cast<std::int64_t>(i) - base_;
     out[i] = position >= 0 && position < static_cast<std::int64_t>(bytes_.size())

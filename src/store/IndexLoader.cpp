@@ -61,7 +61,9 @@ std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number
         state.liveIndex.count(digest)) {
       continue;
     }
-    loaded.liveIndex.emplace(digest, RecordLocation{number, i, offset});
+    // A compacted block lists its entries in digest order: each goes at the end.
+    loaded.liveIndex.emplace_hint(loaded.liveIndex.end(), digest,
+                                  RecordLocation{number, i, offset});
   }
   block->indexOffsetCopy = image.i64At(deleted + std::int64_t{kDigestSize} * block->deletedCount);
   loaded.blockTable.emplace(number, std::move(block));

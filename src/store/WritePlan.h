@@ -32,6 +32,8 @@ class WritePlan {
   void putDigest(std::int64_t at, const Digest& digest);
   // Records `count` bytes at `at` as a piece; the caller fills them.
   std::uint8_t* piece(std::int64_t at, std::size_t count);
+  // Makes room for a plan of `size` bytes without changing it.
+  void reserve(std::size_t size) { bytes_.reserve(size); }
   // Appends `count` zero bytes to the end of the plan.
   void grow(std::size_t count) { bytes_.resize(bytes_.size() + count, 0); }
 

@@ -75,6 +75,44 @@ TEST_F(EvictionOrder, MatchesOrderedInsertion) {
   }
 }
 
+// The index against the sort. Ages are made to fall on the edges of
+// one-second windows (fractions 0, 1 and those that round up to a whole
+// second, where a window shares its top age with the next), in the future,
+// and 2^40 s back, where a double age no longer tells nearby fractions apart.
+TEST_F(EvictionOrder, IndexRanksAsTheSort) {
+  static constexpr std::uint64_t kFractions[] = {
+      0, 1, 1ull << 11, 1ull << 63, ~0ull - (1ull << 11), ~0ull - (1ull << 10), ~0ull};
+  static constexpr std::int64_t kSeconds[] = {-2, -1, 0, 1, 2, 3, 1ll << 40, (1ll << 40) + 1};
+  std::mt19937_64 rng(11);
+  for (int round = 0; round < 300; ++round) {
+    const AbsoluteTime now{rng() % 2 ? rng() : kFractions[rng() % 7], 1ll << 41};
+    BucketsByName byName;
+    EvictionIndex index;
+    const int count = 1 + static_cast<int>(rng() % 60);
+    for (int i = 0; i <= count; ++i) {
+      const std::uint64_t fraction = rng() % 3 ? kFractions[rng() % 7] : rng();
+      const AbsoluteTime stamp = now - AbsoluteTime{fraction, kSeconds[rng() % 8]};
+      TestClock::set(stamp.seconds, stamp.fraction);
+      const WideString name = wide(i == count ? "/" : (i % 2 ? "/b" : "/B") + std::to_string(i));
+      const auto entry =
+          byName.emplace(name, NamedBucket{RefPtr<IBucket>(newBucket(name).get()), 0, stamp}).first;
+      if (i != count) index.insert(entry);
+    }
+    ASSERT_TRUE(index.ranks(now));
+    std::vector<std::string> drained;
+    while (const auto first = index.first(now)) {
+      drained.push_back(ascii((*first)->first));
+      index.erase(*first, (*first)->second.stamp);
+    }
+    EXPECT_EQ(drained, namesOf(evictionOrder(byName, now))) << "round " << round;
+  }
+  EvictionIndex far;
+  BucketsByName one;
+  one[u"/b"].stamp = AbsoluteTime{0, 1ll << 53};
+  far.insert(one.begin());
+  EXPECT_FALSE(far.ranks(AbsoluteTime{0, 0})) << "whole seconds beyond a double's";
+}
+
 // Through the cache itself: with a budget of 0 every add beyond 20 buckets
 // drops exactly the first bucket of the reference order, never the root.
 TEST_F(EvictionOrder, CacheDropsTheReferenceFirst) {
