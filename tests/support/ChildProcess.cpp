@@ -36,6 +36,10 @@ std::vector<std::string> childCommandArguments(const ChildJob& job) {
   return arguments;
 }
 
+ChildProcess::~ChildProcess() {
+  if (handle_ != 0) kill();
+}
+
 int runChild(const ChildJob& job) { return ChildProcess(job).wait(); }
 
 bool waitForFile(const std::string& file) {

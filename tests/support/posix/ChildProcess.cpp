@@ -27,10 +27,6 @@ ChildProcess::ChildProcess(const ChildJob& job) {
   handle_ = child;
 }
 
-ChildProcess::~ChildProcess() {
-  if (handle_ != 0) kill();
-}
-
 int ChildProcess::wait() {
   int status = 0;
   while (::waitpid(static_cast<pid_t>(handle_), &status, 0) == -1 && errno == EINTR) {

@@ -69,10 +69,6 @@ ChildProcess::ChildProcess(const ChildJob& job) {
   handle_ = reinterpret_cast<std::intptr_t>(started.hProcess);
 }
 
-ChildProcess::~ChildProcess() {
-  if (handle_ != 0) kill();
-}
-
 int ChildProcess::wait() {
   ::WaitForSingleObject(processOf(handle_), INFINITE);
   DWORD code = 0;

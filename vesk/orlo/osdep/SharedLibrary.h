@@ -3,6 +3,7 @@
 #pragma once
 
 #include "vesk/orlo/StringBase.h"
+#include "vesk/orlo/osdep/WChar.h"
 
 namespace vesk::orlo::osdep {
 
@@ -43,6 +44,9 @@ class SharedLibrary {
   const WideString& name() const noexcept { return name_; }
 
  private:
+  // The platform's library suffix: ".so" or ".dll".
+  static const WChar kFileSuffix[];
+
   WideString name_;
   void* module_ = nullptr;
   bool unloadOnDestruction_;

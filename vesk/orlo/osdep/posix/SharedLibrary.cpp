@@ -4,20 +4,10 @@
 
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/OSException.h"
-#include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/common/ErrorSites.h"
-#include "vesk/orlo/osdep/common/PathText.h"
 
 namespace vesk::orlo::osdep {
 namespace {
-
-WideString withSuffix(const WideString& name) {
-  const WideString file = common::lastComponent(name, path::kSEPARATOR);
-  if (file.find(u'.') != WideString::kNotFound) return name;
-  WideString decorated(name);
-  decorated += u".so";
-  return decorated;
-}
 
 // dlopen and dlsym report through dlerror, not errno: the failure carries the
 // loader's text.
@@ -27,20 +17,7 @@ WideString withSuffix(const WideString& name) {
 
 }  // namespace
 
-SharedLibrary::SharedLibrary(const WideString& name, bool unloadOnDestruction,
-                             bool alteredSearchPath)
-    : unloadOnDestruction_(unloadOnDestruction), alteredSearchPath_(alteredSearchPath) {
-  if (name.empty()) {
-    exception::raise(exception::InvalidOperation(), kSHAREDLIBRARY_NO_NAME.file,
-                     kSHAREDLIBRARY_NO_NAME.line);
-  }
-  name_ = withSuffix(name);
-  load();
-}
-
-SharedLibrary::~SharedLibrary() {
-  if (unloadOnDestruction_) unload();
-}
+const WChar SharedLibrary::kFileSuffix[] = VESK_WIDE(".so");
 
 bool SharedLibrary::load() {
   if (module_ == nullptr) {

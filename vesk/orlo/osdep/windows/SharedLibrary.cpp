@@ -6,35 +6,11 @@
 #include <windows.h>
 
 #include "vesk/orlo/osdep/OSException.h"
-#include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/windows/WindowsFailure.h"
 
 namespace vesk::orlo::osdep {
-namespace {
 
-WideString withSuffix(const WideString& name) {
-  if (path::fileName(name).find(L'.') != WideString::kNotFound) return name;
-  WideString decorated(name);
-  decorated += L".dll";
-  return decorated;
-}
-
-}  // namespace
-
-SharedLibrary::SharedLibrary(const WideString& name, bool unloadOnDestruction,
-                             bool alteredSearchPath)
-    : unloadOnDestruction_(unloadOnDestruction), alteredSearchPath_(alteredSearchPath) {
-  if (name.empty()) {
-    exception::raise(exception::InvalidOperation(), kSHAREDLIBRARY_NO_NAME.file,
-                     kSHAREDLIBRARY_NO_NAME.line);
-  }
-  name_ = withSuffix(name);
-  load();
-}
-
-SharedLibrary::~SharedLibrary() {
-  if (unloadOnDestruction_) unload();
-}
+const WChar SharedLibrary::kFileSuffix[] = VESK_WIDE(".dll");
 
 bool SharedLibrary::load() {
   if (module_ == nullptr) {
