@@ -1,6 +1,7 @@
-// Damaged registry files: cut short at every length, or with single bytes of
-// their index and trailer fields changed. The store either opens with a
-// status code or opens correctly; it never crashes or reads out of bounds.
+// Damaged registry files: cut short at every length, the store either opens
+// with a status code or opens correctly, and never crashes or reads out of
+// bounds (changed bytes and marks are fuzzed in ManagerFuzzTest); a changed
+// checksum is not verified on loading.
 #include <filesystem>
 
 #include "store/StoreFixture.h"
@@ -59,28 +60,6 @@ TEST_F(StoreDamageTest, EveryTruncationOpensOrFailsCleanly) {
   }
 }
 
-TEST_F(StoreDamageTest, ChangedIndexAndTrailerBytesOpenOrFailCleanly) {
-  makeRegistry();
-  // Every byte of every block's header, index and trailer, set to two values
-  // that push offsets far out of range and to a small one.
-  std::vector<std::size_t> positions;
-  for (std::int64_t end = good_.size(); end > 0;) {
-    const std::int64_t start = i64At(good_, end - 24);
-    const std::int64_t index = i64At(good_, start + 8);
-    for (std::int64_t i = start; i < start + 16; ++i) positions.push_back(i);
-    for (std::int64_t i = index; i < end; ++i) positions.push_back(i);
-    end = start;
-  }
-  for (const std::size_t at : positions) {
-    for (const std::uint8_t value : {std::uint8_t{0xFF}, std::uint8_t{0x7F}, std::uint8_t{0x01}}) {
-      Bytes file = good_;
-      if (file[at] == value) continue;
-      file[at] = value;
-      openDamaged(file, std::to_string(good_.size()), "byte " + std::to_string(at));
-    }
-  }
-}
-
 TEST_F(StoreDamageTest, AlteredChecksumStillLoads) {
   makeRegistry();
   Bytes file = good_;
@@ -89,17 +68,6 @@ TEST_F(StoreDamageTest, AlteredChecksumStillLoads) {
   writeFile(path("registry.bin"), file);
   auto store = openStore();
   EXPECT_EQ(contentOf(*store, kNames), (Content{{"/a", 10}, {"/c", 3}}));
-}
-
-TEST_F(StoreDamageTest, BlockStartBeyondItsEndIsDamage) {
-  makeRegistry();
-  Bytes file = good_;
-  const std::size_t trailer = file.size() - 24;
-  file[trailer + 7] = 0x01;  // blockStart of the newest block, far past the end
-  writeFile(path("registry.bin"), file);
-  std::int32_t code = 0;
-  openStore(&code);
-  EXPECT_EQ(code, kSTOREDAMAGED);
 }
 
 }  // namespace
