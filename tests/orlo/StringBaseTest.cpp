@@ -1,4 +1,4 @@
-// The string's buffer rule, offsets, comparisons, tokenizing and records.
+// The string's buffer rule, offsets, comparisons and records.
 #include "vesk/orlo/StringBase.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 
 #include "vesk/orlo/StringCase.h"
 #include "vesk/orlo/StringRecord.h"
-#include "vesk/orlo/Tokenizer.h"
 
 namespace vesk::orlo {
 namespace {
@@ -87,23 +86,6 @@ TEST(StringBaseTest, IgnoreCaseComparisonAndLowering) {
   toLower(dotted);
   EXPECT_EQ(dotted, WideString(u"i"));
 #endif
-}
-
-// --- tokenizer ------------------------------------------------------------------
-
-std::vector<WideString> tokens(const WideString& text, const WideString& delims, bool empty) {
-  WideTokenizer tokenizer(text, delims, empty);
-  std::vector<WideString> out;
-  for (WideString token; tokenizer.hasMoreTokens(); out.push_back(token)) tokenizer.nextToken(token);
-  return out;
-}
-
-// Runs and leading delimiters give no tokens unless empty tokens are asked for.
-TEST(TokenizerTest, EmptyTokensOnlyWhenAsked) {
-  using Tokens = std::vector<WideString>;
-  EXPECT_EQ(tokens(u"//a//b/c/", u"/", false), (Tokens{u"a", u"b", u"c"}));
-  EXPECT_TRUE(tokens(u"///", u"/", false).empty());
-  EXPECT_EQ(tokens(u"a\\\\b", u"\\", true), (Tokens{u"a", u"", u"b"}));
 }
 
 // --- string records ------------------------------------------------------------
