@@ -1,6 +1,7 @@
 // What the store reads back: newest records win, deletions hide older
-// records, records under a wrong digest or of length zero, and the slots'
-// status conventions.
+// records, records under a wrong digest or of length zero, an altered
+// checksum, and the slots' status conventions. (Files cut short or with
+// changed bytes are fuzzed in ManagerFuzzTest.)
 #include "store/StoreFixture.h"
 
 namespace vesk::tarnhive::testing {
@@ -65,6 +66,20 @@ TEST_F(StoreContentTest, RecordOfLengthZeroIsAbsentButContained) {
   EXPECT_TRUE(store->containsName(u"/a", &status));
   EXPECT_EQ(status.code, 0);
   EXPECT_EQ(contentOf(*store, {"/b"}), (Content{{"/b", 2}}));
+}
+
+// The checksum of a block is written but not verified on loading.
+TEST_F(StoreContentTest, AlteredChecksumStillLoads) {
+  {
+    auto store = openStore();
+    ASSERT_EQ(commit(*store, {{"/a", 1}, {"/b", 2}}), 0);
+    ASSERT_EQ(commit(*store, {{"/c", 3}}, {"/b"}), 0);
+  }
+  Bytes file = readFile(path("registry.bin"));
+  const std::size_t checksum = file.size() - 56;
+  for (std::size_t i = checksum; i < checksum + 32; ++i) file[i] ^= 0xA5;
+  writeFile(path("registry.bin"), file);
+  EXPECT_EQ(contentOf(*openStore(), kNames), (Content{{"/a", 1}, {"/c", 3}}));
 }
 
 TEST_F(StoreContentTest, SlotsFollowTheStatusConventions) {
