@@ -86,9 +86,7 @@ TEST_F(BucketManagerTest, DumpComparisonIgnoresOnlyVersionAndModifiedLines) {
   write(*manager, {"/a", "/a/b"});
   dumpRegistry(*manager, dir_.wide(), u"reference.txt");
   const std::string reference = readText(dir_.path("reference.txt"));
-  EXPECT_NE(reference.find("fullName_       /a/b\r\n"), std::string::npos);
-  EXPECT_NE(reference.find("shortName_      b\r\n"), std::string::npos);
-  EXPECT_EQ(reference.find("parent_"), std::string::npos);
+  ASSERT_NE(reference.find("[0] n = 5"), std::string::npos);  // the text form, pinned in BucketRecordTest
 
   // A reference whose version and modified lines differ still passes.
   std::string edited = replaceAll(reference, "version_        0", "version_        9");
@@ -220,19 +218,13 @@ TEST_F(BucketManagerTest, ReadsAndChangesReportTheirErrors) {
   TarnhiveStatus status;
   RefPtr<BucketManager> manager = makeManager(&status);
   write(*manager, {"/a"});
-  TarnhiveStatus noCollection, noStart, noUpdate;
+  TarnhiveStatus noCollection;
   EXPECT_FALSE(manager->collectBucket(Digest(WideString(u"/a")), nullptr, &noCollection));
   EXPECT_EQ(noCollection.code, kNOTAVAILABLE);
   EXPECT_TRUE(tree(*manager, "/missing").empty());
   std::int32_t code = 0;
   tree(*manager, "/missing", &code);
   EXPECT_EQ(code, kBUCKETREJECTED);
-  Guid token;
-  ASSERT_TRUE(manager->acquireLock(&token, &status));
-  RefPtr<IBucket> bucket(new Bucket(wide("/b"), true));
-  EXPECT_FALSE(manager->writeBucket(bucket.get(), false, token, &noUpdate));
-  EXPECT_EQ(noUpdate.code, kNOUPDATE);
-  EXPECT_TRUE(manager->releaseLock(token, &status));
 
   // A link to a bucket the store does not have, as a damaged file leaves it.
   manager.reset();

@@ -117,6 +117,9 @@ TEST_F(ClientTest, LockAndUpdateRules) {
   TarnhiveStatus noUpdate;
   EXPECT_FALSE(s.manager->commitUpdate(token, &noUpdate));
   EXPECT_EQ(noUpdate.code, kNOUPDATE);
+  TarnhiveStatus noWrite;
+  EXPECT_FALSE(s.manager->writeBucket(s.bucket("/").get(), false, token, &noWrite));
+  EXPECT_EQ(noWrite.code, kNOUPDATE);
   ASSERT_TRUE(s.manager->beginUpdate(token, &s.status));
   TarnhiveStatus twice;
   EXPECT_FALSE(s.manager->beginUpdate(token, &twice));
