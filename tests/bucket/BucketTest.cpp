@@ -1,9 +1,9 @@
-// Buckets: derived names, the store path and its codes, child links, merging,
-// copies, comparison and the memory estimate.
+// Buckets: the store path and its codes, merging, copies, comparison and the
+// memory estimate. (Derived names and parent links are checked through the
+// manager's tree tests and the text forms.)
 #include <gtest/gtest.h>
 
 #include "bucket/Bucket.h"
-#include "bucket/BucketNames.h"
 #include "bucket/ValueSamples.h"
 #include "support/BucketTesting.h"
 
@@ -24,24 +24,6 @@ BucketPtr loaded(IBucket& source, std::uint8_t version = 0) {
   Bytes record = recordOf(source);
   record[4] = version;
   return bucketFrom(record);
-}
-
-TEST(BucketNames, AreDerivedFromTheFullName) {
-  struct Case {
-    const char16_t *full, *shortName, *parent;
-  };
-  for (const Case& c : {Case{u"/a/b/c", u"c", u"/a/b"}, Case{u"/a", u"a", u"/"},
-                        Case{u"/", u"", u"/"}, Case{u"//a//b/", u"b", u"/a"}}) {
-    BucketPtr bucket = newBucket(c.full);
-    EXPECT_EQ(bucket->getShortName(), WideString(c.shortName)) << ascii(c.full);
-    EXPECT_EQ(bucket->getParentDigest(), Digest(WideString(c.parent))) << ascii(c.full);
-  }
-  Digest digest;
-  DigestString text;
-  Digest::calculateDigest(u"/a", digest, text);
-  EXPECT_EQ(ascii(newBucket(u"/a")->getFileName()), std::string(text.c_str()) + ".bucket");
-  EXPECT_EQ(childNameOf(u"/", u"c"), WideString(u"/c"));
-  EXPECT_EQ(childNameOf(u"/p", u"c"), WideString(u"/p/c"));
 }
 
 TEST(BucketStore, RefusesBadInputWithItsCode) {

@@ -11,6 +11,7 @@
 
 #include "bucket/BucketValue.h"
 #include "bucket/ValueSamples.h"
+#include "support/BucketTesting.h"
 #include "vesk/orlo/Exception.h"
 
 namespace vesk::tarnhive {
@@ -21,15 +22,6 @@ using orlo::NarrowString;
 using orlo::WideString;
 using orlo::exception::BufferOverflow;
 using orlo::exception::DeserializationError;
-using Bytes = std::vector<std::uint8_t>;
-
-Bytes recordOf(BucketValue& v) {
-  Bytes out(v.serializationSize());
-  std::uint8_t* cursor = out.data();
-  v.serialize(cursor, out.data() + out.size());
-  EXPECT_EQ(cursor, out.data() + out.size()) << "serializationSize is exact";
-  return out;
-}
 
 // Reads the first `length` bytes of `record` from a heap block of exactly that
 // size, so that a read past its end is caught by the address sanitizer.

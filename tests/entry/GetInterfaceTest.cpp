@@ -41,19 +41,4 @@ TEST(GetInterfaceTest, VersionsOneAndTwoOnly) {
   EXPECT_EQ(second.code, 0);
 }
 
-TEST(GetInterfaceTest, ManagerRequestWithAnErrorInTheRecordYieldsNothing) {
-  TarnhiveStatus status;
-  ITarnhive2* registry = GetInterface(2, &status);
-  ASSERT_NE(registry, nullptr);
-  status.code = kOSERROR;
-  IBucketManager* manager = reinterpret_cast<IBucketManager*>(&status);
-  registry->createBucketManager(&manager, vesk::orlo::WideString(), vesk::orlo::WideString(),
-                                &status);
-  EXPECT_EQ(manager, nullptr);
-  EXPECT_EQ(status.code, kOSERROR);
-  manager = reinterpret_cast<IBucketManager*>(&status);
-  registry->getBucketManager(&manager, vesk::orlo::WideString(), &status);
-  EXPECT_EQ(manager, nullptr);
-}
-
 }  // namespace

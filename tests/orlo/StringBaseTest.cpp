@@ -1,4 +1,4 @@
-// The string's buffer rule, offsets, comparisons, tokenizing and records.
+// The string's buffer rule, offsets, comparisons and records.
 #include "vesk/orlo/StringBase.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 
 #include "vesk/orlo/StringCase.h"
 #include "vesk/orlo/StringRecord.h"
-#include "vesk/orlo/Tokenizer.h"
 
 namespace vesk::orlo {
 namespace {
@@ -89,29 +88,12 @@ TEST(StringBaseTest, IgnoreCaseComparisonAndLowering) {
 #endif
 }
 
-// --- tokenizer ------------------------------------------------------------------
-
-std::vector<WideString> tokens(const WideString& text, const WideString& delims, bool empty) {
-  WideTokenizer tokenizer(text, delims, empty);
-  std::vector<WideString> out;
-  for (WideString token; tokenizer.hasMoreTokens(); out.push_back(token)) tokenizer.nextToken(token);
-  return out;
-}
-
-// Runs and leading delimiters give no tokens unless empty tokens are asked for.
-TEST(TokenizerTest, EmptyTokensOnlyWhenAsked) {
-  using Tokens = std::vector<WideString>;
-  EXPECT_EQ(tokens(u"//a//b/c/", u"/", false), (Tokens{u"a", u"b", u"c"}));
-  EXPECT_TRUE(tokens(u"///", u"/", false).empty());
-  EXPECT_EQ(tokens(u"a\\\\b", u"\\", true), (Tokens{u"a", u"", u"b"}));
-}
-
 // --- string records ------------------------------------------------------------
 
-// The bytes of string records are checked with the values that hold strings.
-// A value checks the room for its whole record first and reads through a
-// cursor of its own, so the refusals and the untouched cursors of the record
-// functions are checked here.
+// The bytes of string records, wide ones included, are checked with the
+// values that hold strings. A value checks the room for its whole record
+// first and reads through a cursor of its own, so the refusals and the
+// untouched cursors of the record functions are checked here.
 TEST(StringRecordTest, NarrowRecordRefusesShortSpaceAndEveryMalformedRecord) {
   const Bytes good{3, 0, 0, 0, 'a', 'b', 0};
   Bytes space(good.size() - 1, 0xEE);
@@ -146,24 +128,6 @@ TEST(StringRecordTest, NarrowRecordRefusesShortSpaceAndEveryMalformedRecord) {
   readNarrowRecord(s, cursor, good.data() + good.size());
   EXPECT_EQ(s, NarrowString("ab"));
   EXPECT_EQ(cursor, good.data() + good.size());
-}
-
-TEST(StringRecordTest, WideRecordUsesSurrogatesAsThreeByteSequences) {
-  const WideString smile(u"\U0001F600");
-  Bytes buffer(wideRecordSize(smile));
-  ASSERT_EQ(buffer.size(), 10u);
-  std::uint8_t* cursor = buffer.data();
-  writeWideRecord(smile, cursor, buffer.data() + buffer.size());
-  EXPECT_EQ(buffer, (Bytes{6, 0, 0, 0, 0xED, 0xA0, 0xBD, 0xED, 0xB8, 0x80}));
-  WideString back;
-  const std::uint8_t* in = buffer.data();
-  readWideRecord(back, in, buffer.data() + buffer.size());
-  EXPECT_EQ(back, smile);
-  for (std::size_t cut = 0; cut < buffer.size(); ++cut) {
-    const std::uint8_t* p = buffer.data();
-    EXPECT_ANY_THROW(readWideRecord(back, p, buffer.data() + cut));
-    EXPECT_EQ(p, buffer.data());
-  }
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Narrow <-> wide conversion by encoding name.
+// Narrow <-> wide conversion in the system code page, the only one the
+// library converts in.
 #include "vesk/orlo/StringConversion.h"
 
 #include <gtest/gtest.h>
@@ -26,25 +27,6 @@ TEST(StringConversionTest, SystemCodePageIsUtf8) {
   EXPECT_EQ(zeros[1], 0);
 }
 #endif
-
-TEST(StringConversionTest, NamedEncodings) {
-  EXPECT_EQ(toWide(NarrowString("\x82\xa0"), "cp932"), WideString(u"\u3042"));
-  EXPECT_EQ(toNarrow(WideString(u"\u3042"), "cp932"), NarrowString("\x82\xa0"));
-#if !defined(_WIN32)
-  // Windows maps characters outside ASCII to their best fit instead.
-  EXPECT_EQ(toNarrow(WideString(u"a\u00e9"), "US-ASCII"), NarrowString("a?"));
-  EXPECT_EQ(toWide(NarrowString("A\x80"), "US-ASCII"), WideString(u"A\ufffd"));
-#endif
-  // An unknown name is an invalid locale.
-  try {
-    toWide(NarrowString("x"), "utf-8");
-    FAIL();
-  } catch (const exception::InvalidLocale& e) {
-    EXPECT_STREQ(e.sourceFile(), "vesk/orlo/osdep/_GetCodePageID");
-    EXPECT_EQ(e.sourceLine(), 58u);
-  }
-  EXPECT_THROW(toNarrow(WideString(u"x"), "latin1"), exception::InvalidLocale);
-}
 
 }  // namespace
 }  // namespace vesk::orlo

@@ -1,5 +1,7 @@
-// The bytes that commits and compactions write: block layout, records,
-// index entries, checksum, trailer, marker and commit marks.
+// The bytes that a first commit and a compaction write: block layout,
+// records, index entries, checksum, trailer, marker and commit marks. (Later
+// blocks and their deletion entries are read back from the golden
+// registries, and after every crash point in StoreCrashTest.)
 #include "store/RegistryFormat.h"
 #include "store/StoreFixture.h"
 #include "vesk/orlo/osdep/Sha256.h"
@@ -70,23 +72,6 @@ TEST_F(RegistryFormatTest, FirstCommitIsOneBlockByteForByte) {
   EXPECT_EQ(i64At(file, index + 48), 16);
   EXPECT_EQ(commitMarks(), std::vector<std::string>{"commitmark.1"});
   EXPECT_EQ(readText(path("commitmark.1")), std::to_string(file.size()));
-}
-
-TEST_F(RegistryFormatTest, LaterCommitsAppendBlocksAndRecordDeletions) {
-  auto store = openStore();
-  ASSERT_EQ(commit(*store, {{"/a", 1}, {"/b", 2}}), 0);
-  const std::size_t firstEnd = readFile(path("registry.bin")).size();
-  ASSERT_EQ(commit(*store, {{"/c", 3}}, {"/a"}), 0);
-  const Bytes file = readFile(path("registry.bin"));
-  const std::int64_t firstIndex = expectBlock(file, 0, firstEnd, 2, 0);
-  const std::int64_t index = expectBlock(file, firstEnd, file.size(), 1, 1);
-  EXPECT_EQ(i64At(file, index), firstIndex) << "the earlier block's index";
-  EXPECT_EQ(Bytes(file.begin() + index + 56, file.begin() + index + 88), digestBytes("/a"));
-  EXPECT_EQ(commitMarks(), std::vector<std::string>{"commitmark.2"});
-  EXPECT_EQ(readText(path("commitmark.2")), std::to_string(file.size()));
-  // Entries of one commit follow the order of the names.
-  EXPECT_EQ(Bytes(file.begin() + firstIndex + 16, file.begin() + firstIndex + 48),
-            digestBytes("/a"));
 }
 
 TEST_F(RegistryFormatTest, ReopeningCompactsIntoOneBlockInDigestOrder) {

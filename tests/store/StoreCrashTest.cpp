@@ -78,6 +78,25 @@ class StoreCrashTest : public StoreFixture, public ::testing::WithParamInterface
 
   void commitWithAnIoErrorAtEveryOperation(const Content& start, std::size_t padding);
 
+  // Two blocks, kOld and then kNew: the next open compacts them.
+  void commitOldThenNew() {
+    auto store = openStore();
+    ASSERT_EQ(commit(*store, kOld), 0);
+    ASSERT_EQ(commit(*store, kNew, {"/b"}), 0);
+  }
+
+  // Crashes `job` at every operation in turn; after each crash the directory
+  // must hold one of `allowed`. Returns the number of runs.
+  std::uint64_t crashAtEveryOperation(const test::ChildJob& job,
+                                      const std::vector<Content>& allowed) {
+    snapshot();
+    return test::forEachCrashPoint([&] { restore(); }, job,
+                                   [&](std::uint64_t k, const test::ChildExit& end) {
+                                     EXPECT_TRUE(end.crashed || end.completed) << k;
+                                     expectRecovered(allowed, k);
+                                   });
+  }
+
   // A child job on this test's store.
   test::ChildJob storeJob(const char* name, test::ChildArgs more = {}) const {
     test::ChildJob job{name, {path(), std::to_string(diskLimitKB_), flushEveryWrite_ ? "1" : "0"}};
@@ -90,32 +109,12 @@ class StoreCrashTest : public StoreFixture, public ::testing::WithParamInterface
 
 TEST_P(StoreCrashTest, CommitCrashedAtEveryOperationLeavesOldOrNew) {
   { ASSERT_EQ(commit(*openStore(), kOld), 0); }
-  snapshot();
-  const std::uint64_t runs = test::forEachCrashPoint(
-      [&] { restore(); },
-      storeJob("StoreCommitNew", {"0"}),
-      [&](std::uint64_t k, const test::ChildExit& end) {
-        EXPECT_TRUE(end.crashed || end.completed) << k;
-        expectRecovered({kOld, kNew}, k);
-      });
-  EXPECT_GT(runs, 20u);
+  EXPECT_GT(crashAtEveryOperation(storeJob("StoreCommitNew", {"0"}), {kOld, kNew}), 20u);
 }
 
 TEST_P(StoreCrashTest, CompactionAtOpenCrashedAtEveryOperationKeepsTheContent) {
-  {
-    auto store = openStore();
-    ASSERT_EQ(commit(*store, kOld), 0);
-    ASSERT_EQ(commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}), 0);
-  }
-  snapshot();
-  const std::uint64_t runs = test::forEachCrashPoint(
-      [&] { restore(); },
-      storeJob("StoreOpen"),
-      [&](std::uint64_t k, const test::ChildExit& end) {
-        EXPECT_TRUE(end.crashed || end.completed) << k;
-        expectRecovered({kNew}, k);
-      });
-  EXPECT_GT(runs, 20u);
+  commitOldThenNew();
+  EXPECT_GT(crashAtEveryOperation(storeJob("StoreOpen"), {kNew}), 20u);
 }
 
 TEST_P(StoreCrashTest, CompactingCommitCrashedAtEveryOperationLeavesOldOrNew) {
@@ -123,14 +122,7 @@ TEST_P(StoreCrashTest, CompactingCommitCrashedAtEveryOperationLeavesOldOrNew) {
   // leaves the file over the limit and compacts it.
   setDiskLimitKB(1);
   { ASSERT_EQ(commit(*openStore(), kOld, {}, 600), 0); }
-  snapshot();
-  const std::uint64_t runs = test::forEachCrashPoint(
-      [&] { restore(); }, storeJob("StoreCommitNew", {"600"}),
-      [&](std::uint64_t k, const test::ChildExit& end) {
-        EXPECT_TRUE(end.crashed || end.completed) << k;
-        expectRecovered({kOld, kNew}, k);
-      });
-  EXPECT_GT(runs, 30u);
+  EXPECT_GT(crashAtEveryOperation(storeJob("StoreCommitNew", {"600"}), {kOld, kNew}), 30u);
 }
 
 // Fails every file operation of a commit of kNew over `start` in turn. The
@@ -187,11 +179,7 @@ TEST_P(StoreCrashTest, CompactingCommitWithAnIoErrorAtEveryOperationLosesNothing
 }
 
 TEST_P(StoreCrashTest, CompactionWithAnIoErrorAtEveryOperationLosesNothing) {
-  {
-    auto store = openStore();
-    ASSERT_EQ(commit(*store, kOld), 0);
-    ASSERT_EQ(commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}), 0);
-  }
+  commitOldThenNew();
   snapshot();
   for (std::uint64_t k = 1;; ++k) {
     restore();
@@ -214,11 +202,7 @@ TEST_P(StoreCrashTest, CompactionWithAnIoErrorAtEveryOperationLosesNothing) {
 
 TEST_P(StoreCrashTest, RepairingOpenCrashedAtEveryOperationStillRepairs) {
   // A file set left by a crash right after the first rename of a switch.
-  {
-    auto store = openStore();
-    ASSERT_EQ(commit(*store, kOld), 0);
-    ASSERT_EQ(commit(*store, {{"/a", 10}, {"/c", 3}}, {"/b"}), 0);
-  }
+  commitOldThenNew();
   const std::string oldMark = commitMarks().at(0);
   fs::copy_file(path("registry.bin"), saved_.path("old"));
   const std::string oldMarkText = readText(path(oldMark));

@@ -50,7 +50,9 @@ const std::vector<Sample> kSamples = {
     {{"f64a", "float64-array", "[1e300, \"Infinity\", -0.0]"}, R"({"type":"float64-array","value":[1e+300,"Infinity",-0.0]})"},
 };
 
-TEST_F(ValuesToolTest, EveryKindRoundTripsThroughSetAndGet) {
+// Every kind survives set and get, then export, import into another
+// registry and export again.
+TEST_F(ValuesToolTest, EveryKindRoundTripsThroughSetGetExportAndImport) {
   for (const Sample& sample : kSamples) {
     std::vector<std::string> args{"set", "-p", "/All/Kinds"};
     args.insert(args.end(), sample.words.begin(), sample.words.end());
@@ -61,14 +63,6 @@ TEST_F(ValuesToolTest, EveryKindRoundTripsThroughSetAndGet) {
   EXPECT_EQ(ok({"get", "/All/Kinds", "u64"}), "18446744073709551615\n");
   EXPECT_EQ(ok({"get", "/All/Kinds", "i32a"}), "-5\n5\n");
   EXPECT_EQ(ok({"get", "/All/Kinds", "s"}), "h\xc3\xa9llo \xf0\x9f\x98\x80\n");
-}
-
-TEST_F(ValuesToolTest, ExportImportExportGivesTheSameBytes) {
-  for (const Sample& sample : kSamples) {
-    std::vector<std::string> args{"set", "-p", "/All/Kinds"};
-    args.insert(args.end(), sample.words.begin(), sample.words.end());
-    ok(args);
-  }
   // Strings that JSON cannot carry as text: an unpaired surrogate and bytes
   // that are not UTF-8.
   ok({"import"}, R"({"format":"tarnhive","version":1,"root":"/","buckets":{

@@ -1,5 +1,6 @@
-// BinaryFile: modes, positions and sizes, its failures, and the retries and
-// close-on-exec flag of its system calls.
+// BinaryFile: its failures and closed state, and the retries and
+// close-on-exec flag of its system calls. (Writing, reading, seeking and
+// cutting short are what every store test does.)
 #include "vesk/orlo/osdep/BinaryFile.h"
 
 #include <fcntl.h>
@@ -8,7 +9,6 @@
 
 #include "support/FaultyOs.h"
 #include "support/TempDirectory.h"
-#include "vesk/orlo/osdep/GetFileSize.h"
 #include "vesk/orlo/osdep/OSException.h"
 
 namespace vesk::orlo::osdep {
@@ -36,23 +36,6 @@ class BinaryFileTest : public ::testing::Test {
   WideString path_ = dir_.wide("registry.bin");
   BinaryFile file_;
 };
-
-TEST_F(BinaryFileTest, WritesReadsSeeksAndResizes) {
-  file_.open(path_, kCreateReadWrite);
-  EXPECT_EQ(file_.write("hello world", 11), 11);
-  EXPECT_EQ(file_.seek(-5, BinaryFile::kFROM_END), 6);
-  char buffer[16] = {};
-  EXPECT_EQ(file_.read(buffer, sizeof buffer), 5) << "a read stops only at the end of the file";
-  EXPECT_STREQ(buffer, "world");
-  file_.setSize(5);
-  file_.setSize(8);
-  file_.seek(0, BinaryFile::kFROM_START);
-  EXPECT_EQ(file_.read(buffer, sizeof buffer), 8);
-  EXPECT_EQ(std::string(buffer, 8), std::string("hello\0\0\0", 8)) << "extended with zeros";
-  file_.close();
-  file_.open(path_, BinaryFile::kREADWRITE);
-  EXPECT_EQ(GetFileSize(path_), 8) << "no truncate bit, no truncation";
-}
 
 TEST_F(BinaryFileTest, FailuresAndTheClosedState) {
   EXPECT_EQ(failure([&] { file_.open(path_, BinaryFile::kREADWRITE); }),

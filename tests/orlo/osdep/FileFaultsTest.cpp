@@ -1,6 +1,6 @@
-// The fault seam of the file layer: counting operations, failing the k-th
-// one once or for good, tearing a write, and ending a child process at each
-// operation in turn.
+// The fault seam of the file layer, as the crash and I/O-error loops use it:
+// counting operations, failing the k-th one once, and ending a child process
+// at each operation in turn.
 #include "vesk/orlo/osdep/FileFaults.h"
 
 #include <gtest/gtest.h>
@@ -76,26 +76,6 @@ TEST_F(FileFaultsTest, OneShotFailureTakesTheRealErrorPathOnce) {
   faults.failAt(2, ENOSPC);  // the write reports through its result
   EXPECT_THROW(writeAndPublish("v3"), PosixError);
   EXPECT_EQ(read("published"), "v2");
-}
-
-TEST_F(FileFaultsTest, PersistentFailureStopsEverythingUntilDisarmed) {
-  {
-    FaultyOs faults;
-    faults.failFrom(5);  // the rename, and all after it
-    EXPECT_THROW(writeAndPublish("v1"), OSException);
-    EXPECT_FALSE(path::exists(dir_.wide("work"))) << "queries fail too: the disk is gone";
-    BinaryFile file;
-    EXPECT_THROW(file.open(dir_.wide("other"), kCreateReadWrite), PosixError);
-  }
-  EXPECT_TRUE(path::exists(dir_.wide("work")));
-  EXPECT_NO_THROW(writeAndPublish("v2"));
-}
-
-TEST_F(FileFaultsTest, TornWriteAppliesItsFirstBytes) {
-  FaultyOs faults;
-  faults.tearWriteAt(2, 3);
-  EXPECT_THROW(writeAndPublish("commit-block"), PosixError);
-  EXPECT_EQ(read("work"), "com");
 }
 
 // A child ends at its k-th operation, after the ones before it were made.

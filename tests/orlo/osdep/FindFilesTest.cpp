@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// The patterns the registry lists its directory with.
 TEST(WildcardTest, SystemListingRules) {
   struct Case {
     const char16_t* pattern;
@@ -33,17 +34,11 @@ TEST(WildcardTest, SystemListingRules) {
       {u"commitmark.*", u"commitmark", true},  // the ".*" ending is optional
       {u"commitmark.*", u"commitmarks", false},
       {u"commitmark.*", u"oldCommitmark", false},
-      {u"?.bin", u"a.bin", true},
-      {u"?.bin", u".bin", false},
-      {u"a*b*c", u"aXbYbZc", true},
-      {u"a*b*c", u"aXbYbZ", false},
-      {u"Registry.bin", u"registry.bin", false},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(common::matchesWildcard(c.pattern, c.name, false), c.matches)
         << toNarrow(c.pattern).c_str() << " / " << toNarrow(c.name).c_str();
   }
-  EXPECT_TRUE(common::matchesWildcard(u"Registry.*", u"registry.bin", true));
 }
 
 class FindFilesTest : public ::testing::Test {
@@ -74,7 +69,6 @@ TEST_F(FindFilesTest, FlagsSelectHiddenDotAndDirectoryEntries) {
   EXPECT_EQ(list("*.*", 0), (Names{"registry.bin", "commitmark.3", "newCommitmark", "sub"}));
   EXPECT_EQ(list("*.*", kFIND_HIDDEN | kFIND_DOT_ENTRIES),
             (Names{".", "..", ".hidden", "registry.bin", "commitmark.3", "newCommitmark", "sub"}));
-  EXPECT_EQ(list("*", kFIND_DIRECTORIES), (Names{"sub" + std::string(1, char(path::kSEPARATOR))}));
   EXPECT_EQ(list("commitmark.*", kFIND_HIDDEN | kFIND_DOT_ENTRIES), (Names{"commitmark.3"}));
 }
 
