@@ -1,5 +1,5 @@
 // The library's exported entry function.
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "entry/TarnhiveImpl.h"
 #include "vesk/tarnhive/ITarnhive.h"
 

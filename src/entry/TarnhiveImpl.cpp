@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManagerFactory.h"
 
 namespace vesk::tarnhive::publicInterface {

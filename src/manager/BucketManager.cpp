@@ -9,7 +9,7 @@
 #include "bucket/Bucket.h"
 #include "cache/BucketCache.h"
 #include "cache/BucketUpdateCache.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "store/SingleFileBucketStore.h"
 #include "vesk/orlo/osdep/CommonAppDataDirectory.h"
 #include "vesk/orlo/osdep/MakeGUID.h"

@@ -31,7 +31,7 @@
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
 #include "vesk/orlo/osdep/Mutex.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/tarnhive/Export.h"
 #include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"

@@ -7,7 +7,7 @@
 #include "cache/BucketCache.h"
 #include "cache/BucketCase.h"
 #include "cache/BucketUpdateCache.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/NameRules.h"
 #include "store/SingleFileBucketStore.h"
