@@ -10,7 +10,7 @@ extern "C" VESK_TARNHIVE_EXPORT vesk::tarnhive::ITarnhive2* GetInterface(std::ui
   namespace th = vesk::tarnhive;
   th::clearExtra(status);
   th::setStatus(status, th::kPROVISIONAL);
-  if (version != 1 && version != 2) {
+  if (version < 1 || version > 3) {
     th::setStatus(status, th::kUNSUPPORTEDVERSION);
     return nullptr;
   }

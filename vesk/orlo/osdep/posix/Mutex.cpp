@@ -17,29 +17,21 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/Path.h"
+#include "vesk/orlo/osdep/posix/LockDirectory.h"
 #include "vesk/orlo/osdep/posix/PosixFailure.h"
 
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr char kLockDirVariable[] = "VESK_TARNHIVE_LOCK_DIR";
 constexpr mode_t kEverybodyReadWrite = 0666;
-
-WideString lockDirectory() {
-  const char* configured = std::getenv(kLockDirVariable);
-  if (configured != nullptr && configured[0] != 0) return toWide(NarrowString(configured));
-  if (path::isDirectory(u"/dev/shm")) return u"/dev/shm";
-  return u"/tmp";
-}
 
 int openLockFile(const WideString& name) {
   WideString fileName(name);
   fileName += u".lock";
-  const NarrowString narrow = toNarrow(path::join(lockDirectory(), fileName));
+  const NarrowString narrow = toNarrow(path::join(posix::lockDirectory(), fileName));
   // O_NOFOLLOW: in a shared directory a planted link must not redirect us.
   int fd;
   do {
