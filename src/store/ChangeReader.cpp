@@ -25,12 +25,8 @@ std::vector<StoreChange> describeCommits(StoreState& state,
     change.touched = commit.written;
     change.touched.insert(change.touched.end(), commit.deleted.begin(), commit.deleted.end());
     if (!withNames) continue;
-    for (const Digest& digest : commit.written) {
-      // The newest record of the digest: a later block of the same catch-up
-      // may have replaced this one, and then names the same bucket.
-      const auto live = state.liveIndex.find(digest);
-      if (live == state.liveIndex.end()) continue;
-      WideString name = nameAt(state.file, live->second.recordOffset, state.validEnd);
+    for (const std::int64_t offset : commit.writtenAt) {
+      WideString name = nameAt(state.file, offset, state.validEnd);
       if (!name.empty()) change.written.push_back(std::move(name));
     }
     for (const std::int64_t offset : commit.deletedFrom) {

@@ -159,6 +159,7 @@ std::vector<CommitDigests> loadNewBlocks(StoreState& state, std::int64_t newEnd)
       state.deletedSet.erase(digest);
       state.putLive(digest, location);
       commit.written.push_back(digest);
+      commit.writtenAt.push_back(location.recordOffset);
     }
     for (const Digest& digest : gone) {
       const auto hidden = state.liveIndex.find(digest);

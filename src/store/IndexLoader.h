@@ -13,6 +13,8 @@ namespace vesk::tarnhive::store {
 // What one commit block changed: the digests it wrote and deleted.
 struct CommitDigests {
   std::vector<Digest> written;
+  // For each written digest, the offset of its record in this block.
+  std::vector<std::int64_t> writtenAt;
   std::vector<Digest> deleted;
   // For each deleted digest, the offset of the record the deletion hides,
   // or -1 when the index held none.
