@@ -4,9 +4,16 @@
 #pragma once
 
 #include "vesk/orlo/StringBase.h"
+#include "vesk/orlo/osdep/common/ErrorSites.h"
 
 namespace vesk::orlo::osdep::posix {
 
 WideString lockDirectory();
+
+// Opens (creating it) the file `fileName` of the lock directory for reading
+// and writing, readable and writable by everybody whatever the umask, and
+// never through a link planted in the shared directory. Throws the OS
+// exception with `site` on failure.
+int openInLockDirectory(const WideString& fileName, ErrorSite site);
 
 }  // namespace vesk::orlo::osdep::posix

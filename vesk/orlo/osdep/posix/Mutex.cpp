@@ -26,22 +26,10 @@
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr mode_t kEverybodyReadWrite = 0666;
-
 int openLockFile(const WideString& name) {
   WideString fileName(name);
   fileName += u".lock";
-  const NarrowString narrow = toNarrow(path::join(posix::lockDirectory(), fileName));
-  // O_NOFOLLOW: in a shared directory a planted link must not redirect us.
-  int fd;
-  do {
-    fd = ::open(narrow.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kEverybodyReadWrite);
-  } while (fd == -1 && errno == EINTR);
-  if (fd == -1) posix::throwLastError(kMUTEX_CREATE);
-  // The umask must not keep other users' processes out of the lock. Only the
-  // file's owner may change its mode; for everybody else it is already set.
-  (void)::fchmod(fd, kEverybodyReadWrite);
-  return fd;
+  return posix::openInLockDirectory(fileName, kMUTEX_CREATE);
 }
 
 #if defined(F_OFD_SETLK)

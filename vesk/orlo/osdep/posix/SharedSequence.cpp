@@ -19,15 +19,12 @@
 #include <chrono>
 #include <climits>
 
-#include "vesk/orlo/StringConversion.h"
-#include "vesk/orlo/osdep/Path.h"
 #include "vesk/orlo/osdep/posix/LockDirectory.h"
 #include "vesk/orlo/osdep/posix/PosixFailure.h"
 
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr mode_t kEverybodyReadWrite = 0666;
 // The file is larger than the counter, so that later fields may follow.
 constexpr off_t kFileSize = 64;
 
@@ -51,13 +48,7 @@ std::uint32_t* wakeWordAt(void* memory) noexcept { return static_cast<std::uint3
 SharedSequence::SharedSequence(const WideString& name) {
   WideString fileName(name);
   fileName += u".seq";
-  const NarrowString narrow = toNarrow(path::join(posix::lockDirectory(), fileName));
-  int fd;
-  do {
-    fd = ::open(narrow.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kEverybodyReadWrite);
-  } while (fd == -1 && errno == EINTR);
-  if (fd == -1) posix::throwLastError(kSHAREDSEQUENCE_OPEN);
-  (void)::fchmod(fd, kEverybodyReadWrite);
+  const int fd = posix::openInLockDirectory(fileName, kSHAREDSEQUENCE_OPEN);
   struct stat info {};
   if (::fstat(fd, &info) == -1) failWith(fd, errno);
   // Growing a file that another process has grown already changes nothing,
