@@ -7,6 +7,7 @@
 #include "manager/BucketManager.h"
 #include "manager/BucketManagerFactory.h"
 #include "manager/ChangeFeed.h"
+#include "manager/RegistryReport.h"
 
 namespace vesk::tarnhive::publicInterface {
 namespace {
@@ -81,23 +82,61 @@ void TarnhiveImpl::openChangeFeed(IChangeFeed** feed, TarnhiveStatus* status) {
     setStatus(status, kNULLARGUMENT);
     return;
   }
-  if (manager_ == nullptr) {
-    setStatus(status, kSTOREMISSING);
-    return;
-  }
+  BucketManager* manager = managerFor(status);
+  if (manager == nullptr) return;
   guardedRun(status, [&] {
-    orlo::RefPtr<ChangeFeed> made(new ChangeFeed(*static_cast<BucketManager*>(manager_)));
+    orlo::RefPtr<ChangeFeed> made(new ChangeFeed(*manager));
     *feed = made.detach();
   });
 }
 
-void TarnhiveImpl::compactRegistry(const Guid& token, TarnhiveStatus* status) {
-  if (failed(status)) return;
+BucketManager* TarnhiveImpl::managerFor(TarnhiveStatus* status) {
   if (manager_ == nullptr) {
     setStatus(status, kSTOREMISSING);
+    return nullptr;
+  }
+  return static_cast<BucketManager*>(manager_);
+}
+
+void TarnhiveImpl::compactRegistry(const Guid& token, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  if (BucketManager* manager = managerFor(status)) manager->compactRegistry(token, status);
+}
+
+template <class Fill>
+void TarnhiveImpl::report(IRegistryReport** out, TarnhiveStatus* status, Fill fill) {
+  if (out != nullptr) *out = nullptr;
+  if (failed(status)) return;
+  if (out == nullptr) {
+    setStatus(status, kNULLARGUMENT);
     return;
   }
-  static_cast<BucketManager*>(manager_)->compactRegistry(token, status);
+  BucketManager* manager = managerFor(status);
+  if (manager == nullptr) return;
+  guardedRun(status, [&] {
+    orlo::RefPtr<RegistryReport> made(new RegistryReport());
+    if (fill(*manager, *made)) *out = made.detach();
+  });
+}
+
+void TarnhiveImpl::checkRegistry(IRegistryReport** out, TarnhiveStatus* status) {
+  report(out, status, [&](BucketManager& manager, RegistryReport& made) {
+    return manager.checkRegistry(made, status);
+  });
+}
+
+void TarnhiveImpl::describeRegistry(IRegistryReport** out, TarnhiveStatus* status) {
+  report(out, status, [&](BucketManager& manager, RegistryReport& made) {
+    return manager.describeRegistry(made, status);
+  });
+}
+
+void TarnhiveImpl::backupRegistry(const Guid& token, const orlo::WideString& destination,
+                                  TarnhiveStatus* status) {
+  if (failed(status)) return;
+  if (BucketManager* manager = managerFor(status)) {
+    manager->backupRegistry(token, destination, status);
+  }
 }
 
 }  // namespace vesk::tarnhive::publicInterface

@@ -7,6 +7,10 @@
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/tarnhive/ITarnhive.h"
 
+namespace vesk::tarnhive {
+class BucketManager;
+}
+
 namespace vesk::tarnhive::publicInterface {
 
 class TarnhiveImpl
@@ -24,8 +28,18 @@ class TarnhiveImpl
                            const orlo::WideString& iniFile, TarnhiveStatus* status) override;
   void openChangeFeed(IChangeFeed** feed, TarnhiveStatus* status) override;
   void compactRegistry(const Guid& token, TarnhiveStatus* status) override;
+  void checkRegistry(IRegistryReport** report, TarnhiveStatus* status) override;
+  void describeRegistry(IRegistryReport** report, TarnhiveStatus* status) override;
+  void backupRegistry(const Guid& token, const orlo::WideString& destination,
+                      TarnhiveStatus* status) override;
 
  private:
+  // The process's manager, or null with kSTOREMISSING set.
+  BucketManager* managerFor(TarnhiveStatus* status);
+  // Hands a report made by `fill` to the caller.
+  template <class Fill>
+  void report(IRegistryReport** out, TarnhiveStatus* status, Fill fill);
+
   IBucketManager* manager_ = nullptr;
 };
 

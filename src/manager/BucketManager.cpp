@@ -55,7 +55,8 @@ BucketManager::BucketManager(const WideString& directory, const WideString& iniF
 }
 
 void BucketManager::construct(const WideString& iniFile, TarnhiveStatus* status) {
-  options_ = std::make_unique<Options>(configurationPath(iniFile), status);
+  configPath_ = configurationPath(iniFile);
+  options_ = std::make_unique<Options>(configPath_, status);
   memoryCache_ = orlo::RefPtr<BucketCache>(new BucketCache(options_->memoryCacheLimitBytes()));
   updateCache_ =
       orlo::RefPtr<BucketUpdateCache>(new BucketUpdateCache(options_->updateCacheLimitBytes()));

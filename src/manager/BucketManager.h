@@ -44,6 +44,7 @@ namespace vesk::tarnhive {
 
 class BucketCache;
 class BucketUpdateCache;
+class RegistryReport;
 namespace store {
 struct StoreChange;
 }
@@ -163,6 +164,11 @@ class BucketManager
   ChangeJournal& changeJournal() noexcept { return journal_; }
   // Compacts the registry file now. Needs the lock token.
   bool compactRegistry(const Guid& token, TarnhiveStatus* status);
+  // The check and the description of the registry files, and a copy of
+  // them (with the lock token), for ITarnhive3.
+  bool checkRegistry(RegistryReport& report, TarnhiveStatus* status);
+  bool describeRegistry(RegistryReport& report, TarnhiveStatus* status);
+  bool backupRegistry(const Guid& token, const WideString& destination, TarnhiveStatus* status);
 
  private:
   // Held by each read operation for its whole work, so that it sees one
@@ -278,6 +284,8 @@ class BucketManager
   ChangeJournal journal_;
   bool updateOpen_ = false;
   std::unique_ptr<Options> options_;
+  // The configuration file the options were read from.
+  WideString configPath_;
   bool storeFlags_[7] = {false, false, false, false, false, false, false};
   std::unique_ptr<CallbackLibrary> callbacks_;
 };

@@ -74,6 +74,7 @@ class Options {
   std::int32_t integerValue(OptionIndex index) const noexcept { return records_[index].integerValue; }
   bool booleanValue(OptionIndex index) const noexcept { return records_[index].booleanValue; }
   const orlo::WideString& text(OptionIndex index) const noexcept { return records_[index].text; }
+  const OptionRecord& record(OptionIndex index) const noexcept { return records_[index]; }
 
   // The memory cache's budget in bytes: "MemoryCacheSizeLimitKB" times 1024
   // in 32 bits.

@@ -167,7 +167,16 @@ void commitBlock(StoreState& state, const BucketsByName& written, const NameSet&
   applyToIndex(state, written, deleted, block);
   state.announceChange();
   if (!wrote) return;
-  if (compactionPays(state)) compact(state, status);
+  // Past the size limit a failed compaction is the commit's failure: the
+  // registry cannot take more. One that only pays (half the file dead) is
+  // tried again at a later commit when it fails, for example on Windows
+  // while another process still holds the file that the last one replaced.
+  if (state.validEnd > state.diskLimitBytes && state.blockCount > 0) {
+    compact(state, status);
+  } else if (compactionPays(state)) {
+    TarnhiveStatus own;
+    compact(state, &own);
+  }
 }
 
 }  // namespace vesk::tarnhive::store

@@ -263,6 +263,27 @@ void SingleFileBucketStore::waitForChange(std::uint32_t milliseconds) const noex
   }
 }
 
+void SingleFileBucketStore::check(store::FileCheck& result, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (!readyForUse(status)) return;
+  storeRun(status, [&] { result = store::checkFile(state_); });
+}
+
+void SingleFileBucketStore::describe(store::FileSetDescription& result, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (!readyForUse(status)) return;
+  storeRun(status, [&] { result = store::describeFileSet(state_); });
+}
+
+void SingleFileBucketStore::backupTo(const orlo::WideString& destination, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (!readyForUse(status)) return;
+  storeRun(status, [&] { store::copyFileSet(state_, destination); });
+}
+
 void SingleFileBucketStore::compactNow(TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);

@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "store/ChangeReader.h"
+#include "store/FileCheck.h"
+#include "store/FileSetDescription.h"
 #include "store/IBucketStore.h"
 #include "store/StoreState.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
@@ -70,6 +72,12 @@ class SingleFileBucketStore : public IBucketStore {
   // Compacts the file now, whatever it holds. REQUIRES: the machine-wide
   // lock.
   void compactNow(TarnhiveStatus* status);
+  // Checks the file in force (FileCheck.h).
+  void check(store::FileCheck& result, TarnhiveStatus* status);
+  // Describes the file set (FileSetDescription.h).
+  void describe(store::FileSetDescription& result, TarnhiveStatus* status);
+  // Copies the registry to `destination`. REQUIRES: the machine-wide lock.
+  void backupTo(const orlo::WideString& destination, TarnhiveStatus* status);
   bool isOverDiskLimit() override { return state_.overLimitFlag; }
 
  private:

@@ -13,6 +13,7 @@
 #include "vesk/tarnhive/Guid.h"
 #include "vesk/tarnhive/IBucketManager.h"
 #include "vesk/tarnhive/IChangeFeed.h"
+#include "vesk/tarnhive/IRegistryReport.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"
 
 namespace vesk::tarnhive {
@@ -60,6 +61,29 @@ class ITarnhive3 : public ITarnhive2 {
   // the process has no manager. The registry also compacts by itself when
   // half of the file is dead or it passes "DiskMaxRegistryFileSizeKB".
   virtual void compactRegistry(const Guid& token, TarnhiveStatus* status) = 0;
+  // Checks the registry file as it stands: every block's marker, start,
+  // trailer offset, checksum, index and index copy, every record (that it
+  // fits, decodes and is indexed under its name's digest, superseded
+  // records too) and the tree (a root, every child link names a bucket,
+  // every bucket is linked from its parent). The report (one reference for
+  // the caller) holds group "problem" entries, which give both a text and
+  // a number (name: the file, text: what is wrong, number: its offset in
+  // the file), and the number entries "blocks" and "buckets" of group
+  // "count". Takes no lock.
+  virtual void checkRegistry(IRegistryReport** report, TarnhiveStatus* status) = 0;
+  // Describes the registry: group "" with "directory", "configuration",
+  // "commitMark", "validEnd", "blocks", "buckets" and "deadBytes"; group
+  // "files" with the size of each file of the registry directory's file
+  // set (a commit mark: its text); group "options" with every option as the
+  // manager read it. Takes no lock.
+  virtual void describeRegistry(IRegistryReport** report, TarnhiveStatus* status) = 0;
+  // Writes a copy of the registry that opens as a registry to the
+  // directory `destination` (made when missing; files of the file set in it
+  // are replaced): "registry.bin" up to its valid end and "commitmark.1".
+  // Needs the lock token of the process's bucket manager, so that no
+  // process changes the registry meanwhile.
+  virtual void backupRegistry(const Guid& token, const vesk::orlo::WideString& destination,
+                              TarnhiveStatus* status) = 0;
 
  protected:
   ~ITarnhive3() = default;
