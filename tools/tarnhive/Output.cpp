@@ -1,7 +1,12 @@
 // Standard output and the progress line.
 #include "Output.h"
 
+#if defined(_WIN32)
+#include <io.h>
+#define isatty _isatty
+#else
 #include <unistd.h>
+#endif
 
 #include <cstdio>
 
@@ -15,7 +20,7 @@ void printLine(std::string_view text) {
 }
 
 Progress::Progress(std::string what, std::size_t total, std::string unit)
-    : what_(std::move(what)), total_(total), unit_(std::move(unit)), shown_(::isatty(2) == 1) {}
+    : what_(std::move(what)), total_(total), unit_(std::move(unit)), shown_(isatty(2) == 1) {}
 
 Progress::~Progress() {
   if (drawn_) std::fputs("\r\033[K", stderr);
