@@ -121,7 +121,11 @@ void readSingle(IBucketValue& value, Value& out, TarnhiveStatus* status) {
 
 }  // namespace
 
-std::u16string fromWide(const WideString& text) { return std::u16string(text.data(), text.length()); }
+// Wide strings hold UTF-16 units on every platform (wchar_t on Windows).
+std::u16string fromWide(const WideString& text) {
+  static_assert(sizeof(orlo::WChar) == sizeof(char16_t));
+  return std::u16string(reinterpret_cast<const char16_t*>(text.data()), text.length());
+}
 
 WideString toWide(const std::u16string& text) {
   return WideString(text.data(), static_cast<std::uint32_t>(text.size()));
