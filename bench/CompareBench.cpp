@@ -6,8 +6,12 @@
 //   populate     n buckets in 100 commits
 //   commit       200 commits of one value each (median)
 //   open         opening the populated store (median of 5)
-//   first open   opening after another writer appended a commit (the
-//                registry compacts then)
+//   first open   opening after another writer appended a commit
+//   live reads   random and hot reads while another writer commits once
+//                a second, against the same reads without it (registry
+//                only: the reader follows each commit)
+//   refresh      the first read after another writer's one-bucket commit,
+//                which brings the reader up to date (registry only)
 //   read         random one-value reads, everything cached (rate)
 //   hot read     one-value reads of one bucket over and over (rate)
 //   read 1 MiB   the registry with its default 1 MiB memory cache
@@ -28,8 +32,10 @@
 #include <fstream>
 #include <functional>
 #include <map>
+#include <atomic>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "bucket/Bucket.h"
@@ -74,7 +80,22 @@ struct Results {
   double readsPerSecond = 0;
   double hotReadsPerSecond = 0;
   double smallCacheReadsPerSecond = 0;
+  // The registry only.
+  double liveReadsPerSecond = 0;
+  double liveHotReadsPerSecond = 0;
+  double refresh = 0;
 };
+
+// Reads per second of calls of read(k) made for `seconds`.
+template <class Read>
+double rateFor(double seconds, Read&& read) {
+  const auto start = Clock::now();
+  int count = 0;
+  while (secondsSince(start) < seconds) {
+    for (int k = 0; k < 1000; ++k) read(count++);
+  }
+  return count / secondsSince(start);
+}
 
 // Reads per second of `count` calls of read(k).
 template <class Read>
@@ -172,10 +193,50 @@ class Registry {
       RefPtr<BucketManager> manager = open("default.ini");
       r.smallCacheReadsPerSecond = readRate(*manager);
     }
+    liveReads(r);
     return r;
   }
 
  private:
+  // A reader and, on a thread of its own with a manager of its own (as
+  // another process would), a writer.
+  void liveReads(Results& r) {
+    RefPtr<BucketManager> reader = open("big.ini");
+    RefPtr<BucketManager> writer = open("big.ini");
+    readAll(*reader);
+    int next = 0;
+    const auto commitOne = [&] {
+      const int i = (next++ * 37) % n_;
+      change(*writer, [&](const Guid& token, TarnhiveStatus* status) {
+        IBucket* found = nullptr;
+        writer->getBucketByName(&found, names_[static_cast<std::size_t>(i)], status);
+        RefPtr<IBucket> bucket = RefPtr<IBucket>::adopt(found);
+        bucket->setInt32(u"v0", next, status, true);
+        writer->writeBucket(bucket.get(), false, token, status);
+      });
+    };
+    std::vector<double> refreshes;
+    for (int k = 0; k < 50; ++k) {
+      commitOne();
+      const auto start = Clock::now();
+      readOne(*reader, 0);
+      refreshes.push_back(secondsSince(start));
+    }
+    r.refresh = median(refreshes);
+    std::atomic<bool> stop{false};
+    std::thread committing([&] {
+      while (!stop) {
+        commitOne();
+        for (int t = 0; t < 100 && !stop; ++t) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      }
+    });
+    std::mt19937 random(7);
+    r.liveReadsPerSecond = rateFor(3.0, [&](int) { readOne(*reader, static_cast<int>(random() % n_)); });
+    r.liveHotReadsPerSecond = rateFor(3.0, [&](int) { readOne(*reader, 0); });
+    stop = true;
+    committing.join();
+  }
+
   void writeOptions(const fs::path& file, int cacheKB) {
     std::ofstream(file) << "[Tarnhive]\nMemoryCacheSizeLimitKB=" << cacheKB
                         << "\nDiskMaxRegistryFileSizeKB=2000000\n";
@@ -437,6 +498,14 @@ int main(int argc, char** argv) {
              lmdb.hotReadsPerSecond);
     printRow("reads, 1 MiB cache", "/s", ours.smallCacheReadsPerSecond, sqlite.readsPerSecond,
              lmdb.readsPerSecond);
+    std::printf("\nThe registry while another writer commits once a second:\n\n");
+    std::printf("| work                   | with writer | without | ratio |\n|---|---:|---:|---:|\n");
+    std::printf("| random reads           | %9.4g/s | %7.4g/s | %5.2f |\n", ours.liveReadsPerSecond,
+                ours.readsPerSecond, ours.liveReadsPerSecond / ours.readsPerSecond);
+    std::printf("| hot reads              | %9.4g/s | %7.4g/s | %5.2f |\n", ours.liveHotReadsPerSecond,
+                ours.hotReadsPerSecond, ours.liveHotReadsPerSecond / ours.hotReadsPerSecond);
+    std::printf("| first read after a one-bucket commit (catch-up) | %.4g ms |\n", ours.refresh * 1000);
+    std::printf("| first open after write / open | %.2fx |\n", ours.firstOpen / ours.open);
   }
   std::printf("\nTimes: lower is better; rates: higher is better. The last column is the\n"
               "registry's figure divided by SQLite's.\n");

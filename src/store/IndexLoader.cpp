@@ -1,6 +1,7 @@
 #include "store/IndexLoader.h"
 
 #include <algorithm>
+#include <memory>
 #include <set>
 #include <utility>
 #include <vector>
@@ -36,8 +37,10 @@ struct BlockIndex {
 };
 
 // Reads and range-checks the block that ends at `end` as block `number`,
-// with one read for its index, deleted digests and trailer.
-BlockIndex readBlock(StoreState& state, std::int64_t end, std::uint32_t number) {
+// from `whole` when it holds the file, else with one read for its index,
+// deleted digests and trailer.
+BlockIndex readBlock(StoreState& state, const FileImage* whole, std::int64_t end,
+                     std::uint32_t number) {
   // No block is shorter than its fixed part.
   if (end < kBlockOverhead) damaged(__LINE__);
   BlockIndex read;
@@ -46,15 +49,19 @@ BlockIndex readBlock(StoreState& state, std::int64_t end, std::uint32_t number) 
   block.blockNumber = number;
   block.trailerOffset = end - kBlockStartFromEnd;
   block.checksumOffset = end - kChecksumFromEnd;
-  const std::int64_t start = readI64At(state.file, block.trailerOffset);
+  const auto i64At = [&](std::int64_t at) {
+    return whole != nullptr ? whole->i64At(at) : readI64At(state.file, at);
+  };
+  const std::int64_t start = i64At(block.trailerOffset);
   if (start < 0 || start > end) damaged(__LINE__);
   block.blockStart = start;
   block.blockLength = end - start;
   block.firstRecordOffset = start + kBlockHeaderSize;
-  const std::int64_t index = readI64At(state.file, start + 8);
+  const std::int64_t index = i64At(start + 8);
   if (index < 0 || index > end) damaged(__LINE__);
   block.indexOffset = index;
-  const FileImage image(state.file, index, end);
+  const FileImage indexBytes = whole != nullptr ? FileImage() : FileImage(state.file, index, end);
+  const FileImage& image = whole != nullptr ? *whole : indexBytes;
   block.previousIndexOffset = image.i64At(index);
   if (block.previousIndexOffset < 0 || block.previousIndexOffset > start) damaged(__LINE__);
   block.entryCount = image.u32At(index + 8);
@@ -93,9 +100,9 @@ BlockIndex readBlock(StoreState& state, std::int64_t end, std::uint32_t number) 
 // returns its start. Blocks are read newest first: an entry counts unless a
 // newer block (or this one) deleted or wrote its digest, and a deletion
 // counts unless a newer block wrote the digest again.
-std::int64_t loadBlock(StoreState& state, std::int64_t end, std::uint32_t number,
-                       LoadedMaps& loaded) {
-  BlockIndex read = readBlock(state, end, number);
+std::int64_t loadBlock(StoreState& state, const FileImage* whole, std::int64_t end,
+                       std::uint32_t number, LoadedMaps& loaded) {
+  BlockIndex read = readBlock(state, whole, end, number);
   for (Digest& gone : read.deleted) {
     if (!loaded.liveIndex.count(gone)) loaded.deletedSet.insert(std::move(gone));
   }
@@ -118,8 +125,16 @@ void loadIndex(StoreState& state) {
   LoadedMaps loaded;
   std::uint32_t number = 0;
   state.loadCursor = state.validEnd;
+  // A file of several blocks (up to a size that memory holds easily) is
+  // read with one read rather than a few per block.
+  constexpr std::int64_t kWholeFileLimit = std::int64_t{64} << 20;
+  std::unique_ptr<FileImage> whole;
+  if (state.validEnd >= kBlockOverhead && state.validEnd <= kWholeFileLimit &&
+      readI64At(state.file, state.validEnd - kBlockStartFromEnd) > 0) {
+    whole = std::make_unique<FileImage>(state.file, 0, state.validEnd);
+  }
   while (state.loadCursor >= 1) {
-    const std::int64_t start = loadBlock(state, state.loadCursor, number, loaded);
+    const std::int64_t start = loadBlock(state, whole.get(), state.loadCursor, number, loaded);
     // A block that does not move the cursor back would be read forever.
     if (start >= state.loadCursor) damaged(__LINE__);
     state.loadCursor = start;
@@ -138,7 +153,7 @@ std::vector<CommitDigests> loadNewBlocks(StoreState& state, std::int64_t newEnd)
   // that starts anywhere else does not follow the ones known.
   std::vector<BlockIndex> blocks;
   for (std::int64_t end = newEnd; end > state.validEnd;) {
-    BlockIndex read = readBlock(state, end, 0);
+    BlockIndex read = readBlock(state, nullptr, end, 0);
     const std::int64_t start = read.descriptor->blockStart;
     if (start >= end || start < state.validEnd) damaged(__LINE__);
     blocks.push_back(std::move(read));
