@@ -6,6 +6,8 @@
 // and again from a fresh process; before it, the name limits and a failed
 // link.
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <random>
@@ -168,7 +170,34 @@ TARNHIVE_CHILD_JOB(CheckTreeAfterReopen) {
   if (!problems.empty()) throw std::runtime_error(problems);
 }
 
+// Reads the whole tree of the registry in args[0] (options args[1]) over and
+// over, never taking the lock, until the file args[2] exists: every read
+// must be one committed state, a whole tree whose buckets all have their
+// parents in it.
+TARNHIVE_CHILD_JOB(ReadTreeWhileChanging) {
+  TarnhiveStatus status;
+  RefPtr<BucketManager> manager(new BucketManager(wide(args.at(0)), wide(args.at(1)), &status));
+  if (status.code != 0) throw std::runtime_error("open");
+  while (!std::filesystem::exists(args.at(2))) {
+    std::int32_t code = 0;
+    const std::vector<std::string> names = tree(*manager, "/", &code);
+    if (code != 0) throw std::runtime_error("tree read code " + std::to_string(code));
+    std::set<std::string> reached;
+    for (const auto& name : names) reached.insert(normalKey(name));
+    for (const auto& name : reached) {
+      if (name != "/" && !reached.count(name.substr(0, std::max<std::size_t>(name.rfind('/'), 1)))) {
+        throw std::runtime_error(name + " without its parent");
+      }
+    }
+    Guid token;
+    if (manager->getLockToken(&token, &status)) throw std::runtime_error("took the lock");
+  }
+}
+
 TEST_F(ManagerTreeTest, RandomChangesKeepTheTreeWhole) {
+  // Another process reads the tree all along without the lock.
+  test::ChildProcess reader(
+      {"ReadTreeWhileChanging", {dir_.path(), config_.path("options.ini"), dir_.path("stop")}});
   const std::vector<std::string> space = {"/a",   "/a/b", "/A/b/c", "/a/d", "a/d/e",
                                           "/e/",  "/e/f", "/E//F/g", "h",   "/h/i"};
   Model committed{{"/", -1}};
@@ -226,6 +255,8 @@ TEST_F(ManagerTreeTest, RandomChangesKeepTheTreeWhole) {
   committed = pending;
   ASSERT_EQ(treeProblems(*manager_, committed, space), "");
   EXPECT_TRUE(manager_->releaseLock(token_, &status_));
+  std::ofstream(dir_.path("stop")) << "stop";
+  EXPECT_EQ(reader.wait(), test::kCHILD_COMPLETED);
 
   // A fresh process opens the registry and finds the same tree.
   test::ChildJob reopen{"CheckTreeAfterReopen",
