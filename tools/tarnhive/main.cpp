@@ -107,6 +107,9 @@ void addVerbs(CLI::App& app, GlobalOptions& global, Arguments& a, std::function<
 
 int main(int argc, char** argv) {
   CLI::App app{kDescription, "tarnhive"};
+  // Bucket names start with "/": never Windows-style options, on Windows
+  // either (where the parser would take them for options by default).
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   app.fallthrough();
   // set takes its words as they stand (see addVerbs); every other verb must
