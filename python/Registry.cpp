@@ -160,6 +160,7 @@ void Change::set(const std::u16string& path, const std::u16string& name, const V
   tool::storeValue(*target, name, value, &status);
   tool::require(status, "setting \"" + tool::displayName(name) + "\" of " + tool::displayName(path));
   update_.write(*target);
+  dirty_ = true;
 }
 
 void Change::removeValue(const std::u16string& path, const std::u16string& name) {
@@ -170,6 +171,7 @@ void Change::removeValue(const std::u16string& path, const std::u16string& name)
                                         " has no value \"" + tool::displayName(name) + "\"");
   }
   update_.write(*target);
+  dirty_ = true;
 }
 
 void Change::removeBucket(const std::u16string& path) {
@@ -180,8 +182,12 @@ void Change::removeBucket(const std::u16string& path) {
     return tool::isAtOrBelow(fromWide(entry.second->getFullName()), name);
   });
   deleted_.push_back(name);
+  dirty_ = true;
 }
 
-void Change::commit() { update_.commit(); }
+void Change::commit() {
+  // An update that changed nothing ends without a commit block.
+  if (dirty_) update_.commit();
+}
 
 }  // namespace vesk::tarnhive::python

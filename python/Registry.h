@@ -78,6 +78,8 @@ class Change {
   // Deletes the bucket and its subtree; fails (not found) when it does not
   // exist.
   void removeBucket(const std::u16string& path);
+  // Commits every change (when there is any). The lock is released when
+  // the Change is destroyed.
   void commit();
 
  private:
@@ -91,6 +93,7 @@ class Change {
   // Buckets deleted in this update: below them nothing is read from the
   // registry any more.
   std::vector<std::u16string> deleted_;
+  bool dirty_ = false;
 };
 
 }  // namespace vesk::tarnhive::python

@@ -204,7 +204,7 @@ class Registry:
         return self._native.directory()
 
     def get(self, path: str) -> Optional[Bucket]:
-        """The bucket's values, or None when it does not exist."""
+        """The bucket's values, or None when it does not exist (see refresh)."""
         found = self._native.values(path)
         return None if found is None else Bucket(*found)
 
@@ -220,6 +220,19 @@ class Registry:
         for name, values in self._native.subtree(path):
             yield Bucket(name, values)
 
+    def refresh(self, timeout: Optional[float] = None) -> None:
+        """Brings this process up to date with what other processes committed.
+
+        Reads show this process's own commits and other processes' as of the
+        last time it took the registry lock (an update, an import or this).
+        """
+        marker = object()
+        self._start(marker)
+        try:
+            self._native.begin(timeout).discard()
+        finally:
+            self._end(marker)
+
     def update(self, timeout: Optional[float] = None) -> Update:
         """An update, to use in a with statement. `timeout` bounds the wait
         for the registry lock in seconds (None: as long as it takes);
@@ -234,9 +247,10 @@ class Registry:
                 timeout: Optional[float] = None) -> None:
         """Applies an export in one commit, as ``tarnhive import`` does.
 
-        `path` puts it under another bucket than its own root; with
-        `replace`, buckets and values under the root that the document lacks
-        are deleted. A malformed document raises ValueError and changes nothing.
+        `path` is the bucket the document applies to (None: its own root),
+        and every bucket of the document must lie under it; with `replace`,
+        the buckets and values under it that the document lacks are deleted.
+        A malformed document raises ValueError and changes nothing.
         """
         text = data.decode("utf-8") if isinstance(data, (bytes, bytearray)) else data
         marker = object()

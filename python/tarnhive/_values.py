@@ -38,6 +38,9 @@ class _Integer(int):
     def __repr__(self) -> str:
         return f"{type(self).__name__}({int(self)})"
 
+    # Printed and formatted as the plain number.
+    __str__ = int.__repr__
+
 
 class Int8(_Integer):
     type, _bits, _signed = "int8", 8, True
@@ -109,6 +112,8 @@ class Float32(float):
                     return f"Float32({text})"
         return f"Float32({float(self)!r})"
 
+    __str__ = float.__repr__
+
 
 class Float64(float):
     type: ClassVar[str] = "float64"
@@ -116,6 +121,8 @@ class Float64(float):
 
     def __repr__(self) -> str:
         return f"Float64({float(self)!r})"
+
+    __str__ = float.__repr__
 
 
 class Bool(int):
@@ -131,6 +138,9 @@ class Bool(int):
     def __repr__(self) -> str:
         return f"Bool({bool(self)})"
 
+    def __str__(self) -> str:
+        return str(bool(self))
+
 
 class String(str):
     """A wide (UTF-16) string. Units that are no valid UTF-16 (an unpaired
@@ -140,7 +150,9 @@ class String(str):
     __slots__ = ()
 
     def __repr__(self) -> str:
-        return f"String({str(self)!r})"
+        return f"String({str.__str__(self)!r})"
+
+    __str__ = str.__str__
 
 
 class Narrow(bytes):
@@ -152,6 +164,8 @@ class Narrow(bytes):
     def __repr__(self) -> str:
         return f"Narrow({bytes(self)!r})"
 
+    __str__ = bytes.__repr__
+
 
 class Binary(bytes):
     type: ClassVar[str] = "binary"
@@ -159,6 +173,8 @@ class Binary(bytes):
 
     def __repr__(self) -> str:
         return f"Binary({bytes(self)!r})"
+
+    __str__ = bytes.__repr__
 
 
 class Digest(bytes):
@@ -174,6 +190,8 @@ class Digest(bytes):
 
     def __repr__(self) -> str:
         return f"Digest(bytes.fromhex({bytes(self).hex()!r}))"
+
+    __str__ = bytes.__repr__
 
 
 # The element classes of arrays; bool elements are plain bools.
