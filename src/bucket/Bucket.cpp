@@ -7,7 +7,7 @@
 
 #include "bucket/BucketClock.h"
 #include "bucket/BucketNames.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 namespace vesk::tarnhive {
 

@@ -1,7 +1,7 @@
 // Enumerations of a bucket's values and of its child links. Each step hands
 // out a fresh copy (values) or the link's digest (children).
 #include "bucket/Bucket.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 namespace vesk::tarnhive {
 

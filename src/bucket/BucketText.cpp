@@ -6,7 +6,7 @@
 #include <cstdio>
 
 #include "bucket/Bucket.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/IntegerText.h"
 #include "vesk/orlo/StringConversion.h"
 

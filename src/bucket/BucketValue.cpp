@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "bucket/ValuePayload.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/Serial.h"
 
 namespace vesk::tarnhive {

@@ -5,7 +5,7 @@
 
 #include "bucket/BucketValue.h"
 #include "bucket/ValuePayload.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 namespace vesk::tarnhive {
 

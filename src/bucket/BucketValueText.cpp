@@ -8,7 +8,7 @@
 
 #include "bucket/BucketValue.h"
 #include "bucket/ValuePayload.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/StringConversion.h"
 
 namespace vesk::tarnhive {

@@ -6,7 +6,7 @@
 
 #include "bucket/Bucket.h"
 #include "bucket/BucketClock.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/Serial.h"
 #include "vesk/orlo/StringRecord.h"
 

@@ -16,7 +16,7 @@
 #include <map>
 
 #include "bucket/TarnhiveAtomicInt.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/tarnhive/StatusCodes.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"
 

@@ -2,7 +2,7 @@
 #include "cache/BucketCase.h"
 
 #include "bucket/Bucket.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/Serial.h"
 
 namespace vesk::tarnhive {

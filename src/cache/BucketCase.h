@@ -25,8 +25,8 @@
 
 #include "bucket/EnumerationCursors.h"
 #include "bucket/TarnhiveAtomicInt.h"
-#include "cache/BucketMaps.h"
-#include "entry/StatusGuard.h"
+#include "bucket/BucketMaps.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/DLLAlloced.h"
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/osdep/CriticalSection.h"

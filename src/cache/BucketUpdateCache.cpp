@@ -1,7 +1,7 @@
 // BucketUpdateCache: remembering deletions and the commit step.
 #include "cache/BucketUpdateCache.h"
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 namespace vesk::tarnhive {
 

@@ -16,7 +16,7 @@
 #include <functional>
 
 #include "cache/BucketCache.h"
-#include "cache/BucketMaps.h"
+#include "bucket/BucketMaps.h"
 
 namespace vesk::tarnhive {
 

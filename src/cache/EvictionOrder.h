@@ -21,7 +21,7 @@
 #include <set>
 #include <vector>
 
-#include "cache/BucketMaps.h"
+#include "bucket/BucketMaps.h"
 #include "vesk/tarnhive/AbsoluteTime.h"
 
 namespace vesk::tarnhive {

@@ -1,5 +1,5 @@
 // The library's exported entry function.
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "entry/TarnhiveImpl.h"
 #include "vesk/tarnhive/ITarnhive.h"
 
@@ -10,7 +10,7 @@ extern "C" VESK_TARNHIVE_EXPORT vesk::tarnhive::ITarnhive2* GetInterface(std::ui
   namespace th = vesk::tarnhive;
   th::clearExtra(status);
   th::setStatus(status, th::kPROVISIONAL);
-  if (version != 1 && version != 2) {
+  if (version < 1 || version > 3) {
     th::setStatus(status, th::kUNSUPPORTEDVERSION);
     return nullptr;
   }

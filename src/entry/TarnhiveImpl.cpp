@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdlib>
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
+#include "manager/BucketManager.h"
 #include "manager/BucketManagerFactory.h"
+#include "manager/ChangeFeed.h"
 
 namespace vesk::tarnhive::publicInterface {
 namespace {
@@ -70,6 +72,32 @@ void TarnhiveImpl::createBucketManager(IBucketManager** manager,
       manager_->release();  // nowhere to hand the caller's reference
     }
   }
+}
+
+void TarnhiveImpl::openChangeFeed(IChangeFeed** feed, TarnhiveStatus* status) {
+  if (feed != nullptr) *feed = nullptr;
+  if (failed(status)) return;
+  if (feed == nullptr) {
+    setStatus(status, kNULLARGUMENT);
+    return;
+  }
+  if (manager_ == nullptr) {
+    setStatus(status, kSTOREMISSING);
+    return;
+  }
+  guardedRun(status, [&] {
+    orlo::RefPtr<ChangeFeed> made(new ChangeFeed(*static_cast<BucketManager*>(manager_)));
+    *feed = made.detach();
+  });
+}
+
+void TarnhiveImpl::compactRegistry(const Guid& token, TarnhiveStatus* status) {
+  if (failed(status)) return;
+  if (manager_ == nullptr) {
+    setStatus(status, kSTOREMISSING);
+    return;
+  }
+  static_cast<BucketManager*>(manager_)->compactRegistry(token, status);
 }
 
 }  // namespace vesk::tarnhive::publicInterface

@@ -1,4 +1,4 @@
-// The registry object: the one ITarnhive2 of the process, made when the
+// The registry object: the one ITarnhive3 of the process, made when the
 // library is loaded and released by an exit handler when it is unloaded. It
 // holds a reference to the process's one bucket manager once one was made.
 #pragma once
@@ -10,7 +10,7 @@
 namespace vesk::tarnhive::publicInterface {
 
 class TarnhiveImpl
-    : public orlo::RefCountedImplementation<ITarnhive2, orlo::RefCountedThreadSafePolicy>,
+    : public orlo::RefCountedImplementation<ITarnhive3, orlo::RefCountedThreadSafePolicy>,
       public orlo::DLLAlloced {
  public:
   TarnhiveImpl() = default;
@@ -22,6 +22,8 @@ class TarnhiveImpl
                         TarnhiveStatus* status) override;
   void createBucketManager(IBucketManager** manager, const orlo::WideString& directory,
                            const orlo::WideString& iniFile, TarnhiveStatus* status) override;
+  void openChangeFeed(IChangeFeed** feed, TarnhiveStatus* status) override;
+  void compactRegistry(const Guid& token, TarnhiveStatus* status) override;
 
  private:
   IBucketManager* manager_ = nullptr;

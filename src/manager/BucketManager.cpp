@@ -9,7 +9,8 @@
 #include "bucket/Bucket.h"
 #include "cache/BucketCache.h"
 #include "cache/BucketUpdateCache.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
+#include "store/ChangeReader.h"
 #include "store/SingleFileBucketStore.h"
 #include "vesk/orlo/osdep/CommonAppDataDirectory.h"
 #include "vesk/orlo/osdep/MakeGUID.h"
@@ -46,7 +47,9 @@ Guid freshToken() {
 
 BucketManager::BucketManager(const WideString& directory, const WideString& iniFile,
                              TarnhiveStatus* status)
-    : directory_(directory), processLock_(WideString(kLockName)) {
+    : directory_(directory),
+      processLock_(WideString(kLockName)),
+      refreshLock_(WideString(kLockName)) {
   std::srand(static_cast<unsigned>(std::time(nullptr)));
   guardedRun(status, [&] { construct(iniFile, status); });
 }
@@ -126,6 +129,9 @@ bool BucketManager::takeLock(Guid* token, bool wait, TarnhiveStatus* status) {
   }
   CriticalSectionLock hold(guard_);
   if (!(lockToken_ == kNoLockToken)) return false;  // not re-entrant
+  // Reads that catch up meanwhile wait until the process holds the lock and
+  // is current, and then need not catch up themselves.
+  std::lock_guard<std::mutex> refreshing(refreshMutex_);
   bool obtained = false;
   if (!guardedLockCall(
           status, false,
@@ -159,18 +165,96 @@ bool BucketManager::takeLock(Guid* token, bool wait, TarnhiveStatus* status) {
     processLock_.unlock();
     return false;
   }
+  lockHeld_.store(true);
   *token = lockToken_;
   return true;
 }
 
-// A reopen replaces what the caches were filled from, so they start again
-// whether or not it succeeded; a failed one is tried again at the next lock.
+// A file replaced by a compaction, or a failed catch-up, leaves caches that
+// were filled from what is gone: they start again, and the root bucket is
+// taken from the store anew (a failed catch-up is tried again at the next
+// lock or read).
 void BucketManager::followOtherProcesses(TarnhiveStatus* status) {
+  bool replaced = false;
+  {
+    std::unique_lock<std::shared_mutex> exclusive(stateLock_);
+    CriticalSectionLock fill(fillLock_);
+    std::vector<store::StoreChange> changes;
+    // Under the lock the files are looked at whatever the shared sequence
+    // says: a process that could not count its commit there (or a sequence
+    // made anew) must not keep this one behind.
+    if (!store_->refresh(journal_.active(), true, changes, &replaced, status)) return;
+    updateCache_->clearBuckets();
+    takeChanges(changes, replaced);
+  }
+  if (replaced) ensureRootBucket(status);
+}
+
+void BucketManager::takeChanges(std::vector<store::StoreChange>& changes, bool replaced) {
+  if (replaced) {
+    memoryCache_->clearBuckets();
+  } else {
+    for (const store::StoreChange& change : changes) {
+      for (const Digest& digest : change.touched) {
+        orlo::RefPtr<IBucket> cached = orlo::RefPtr<IBucket>::adopt(memoryCache_->getBucketByDigest(digest));
+        if (cached) memoryCache_->removeBucket(cached->getFullName());
+      }
+    }
+  }
+  if (!journal_.active()) return;
+  for (store::StoreChange& change : changes) {
+    journal_.add(change.net, std::move(change.written), std::move(change.deleted));
+  }
+}
+
+void BucketManager::catchUp(TarnhiveStatus* status) {
+  if (failed(status) || !hasStore()) return;
+  if (lockHeld_.load() || store_->isCurrent()) return;
+  std::lock_guard<std::mutex> serial(refreshMutex_);
+  if (lockHeld_.load() || store_->isCurrent()) return;
+  guardedRun(status, [&] {
+    ProcessLockScope hold(refreshLock_);
+    std::unique_lock<std::shared_mutex> exclusive(stateLock_);
+    CriticalSectionLock fill(fillLock_);
+    std::vector<store::StoreChange> changes;
+    bool replaced = false;
+    if (store_->refresh(journal_.active(), false, changes, &replaced, status)) {
+      takeChanges(changes, replaced);
+    }
+  });
+}
+
+void BucketManager::waitForCommit(std::uint32_t milliseconds) {
+  if (hasStore()) store_->waitForChange(milliseconds);
+}
+
+bool BucketManager::compactRegistry(const Guid& token, TarnhiveStatus* status) {
+  CriticalSectionLock hold(guard_);
+  if (!mayChange(token, false, status)) return false;
+  std::unique_lock<std::shared_mutex> exclusive(stateLock_);
   CriticalSectionLock fill(fillLock_);
-  if (!store_->reopenIfChanged(status)) return;
-  updateCache_->clearBuckets();
-  memoryCache_->clearBuckets();
-  ensureRootBucket(status);
+  guardedRun(status, [&] { store_->compactNow(status); });
+  return !failed(status);
+}
+
+namespace {
+
+// How deep the calling thread is in read operations of the manager.
+thread_local int tReadDepth = 0;
+
+}  // namespace
+
+BucketManager::ReadScope::ReadScope(BucketManager& manager, TarnhiveStatus* status)
+    : manager_(manager), outermost_(tReadDepth == 0) {
+  ++tReadDepth;
+  if (!outermost_) return;
+  manager_.catchUp(status);
+  manager_.stateLock_.lock_shared();
+}
+
+BucketManager::ReadScope::~ReadScope() {
+  --tReadDepth;
+  if (outermost_) manager_.stateLock_.unlock_shared();
 }
 
 bool BucketManager::tryAcquireLock(Guid* token, TarnhiveStatus* status) {
@@ -191,6 +275,7 @@ bool BucketManager::releaseLock(const Guid& token, TarnhiveStatus* status) {
   updateCache_->clearBuckets();
   if (lockToken_ == kNoLockToken) return true;
   lockToken_ = kNoLockToken;
+  lockHeld_.store(false);
   processLock_.unlock();
   return true;
 }
@@ -242,19 +327,33 @@ bool BucketManager::commitUpdate(const Guid& token, TarnhiveStatus* status) {
 bool BucketManager::commit(TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
   {
+    std::unique_lock<std::shared_mutex> exclusive(stateLock_);
     CriticalSectionLock fill(fillLock_);
+    // The process's own commits go to the change feeds too, by name.
+    const bool feeding = journal_.active();
+    std::vector<WideString> writtenNames;
+    std::vector<WideString> deletedNames;
     guardedRun(status, [&] {
       updateCache_->applyTo(
           *memoryCache_,
           [&](const BucketsByName& written, const NameSet& deleted, TarnhiveStatus* result) {
             store_->commit(written, deleted, result);
+            if (!feeding || failed(result)) return;
+            for (const auto& [name, entry] : written) {
+              if (!deleted.count(name)) writtenNames.push_back(name);
+            }
+            deletedNames.assign(deleted.begin(), deleted.end());
           },
           status);
     });
     // The memory cache took the changed buckets before the store wrote them;
     // after a failed commit it would show what is not on disk, so it starts
     // again from the store.
-    if (failed(status)) memoryCache_->clearBuckets();
+    if (failed(status)) {
+      memoryCache_->clearBuckets();
+    } else if (!writtenNames.empty() || !deletedNames.empty()) {
+      journal_.add(false, std::move(writtenNames), std::move(deletedNames));
+    }
   }
   updateOpen_ = false;
   if (callbacks_ && !failed(status)) callbacks_->postCommit(directory_);

@@ -20,18 +20,22 @@
 // sequences of changes.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <set>
+#include <shared_mutex>
 #include <vector>
 
 #include "manager/CallbackLibrary.h"
+#include "manager/ChangeJournal.h"
 #include "manager/Options.h"
 #include "vesk/orlo/DLLAlloced.h"
 #include "vesk/orlo/RefCounted.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
 #include "vesk/orlo/osdep/Mutex.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/tarnhive/Export.h"
 #include "vesk/tarnhive/Digest.h"
 #include "vesk/tarnhive/IBucketManager.h"
@@ -40,6 +44,9 @@ namespace vesk::tarnhive {
 
 class BucketCache;
 class BucketUpdateCache;
+namespace store {
+struct StoreChange;
+}
 class IBucketStore;
 class SingleFileBucketStore;
 
@@ -142,7 +149,41 @@ class BucketManager
   bool newValue(IBucketValue** value, const Digest& digest, TarnhiveStatus* status) override;
   bool newValue(IBucketValue** value, TarnhiveStatus* status) override;
 
+  // Other processes' commits. Reads answer from the newest committed state
+  // of all processes: each read first looks whether the shared commit
+  // sequence moved (one atomic load) and, when it did, catches up: under
+  // the machine-wide lock, taken briefly, the store reads the new blocks'
+  // indexes (or the file a compaction put in place), the memory cache drops
+  // what changed, and the change journal takes the commits when a feed is
+  // open. A process that holds the lock is current already. A failure
+  // leaves its code; the next read tries again.
+  void catchUp(TarnhiveStatus* status);
+  // Waits until the shared commit sequence moves, at most `milliseconds`.
+  void waitForCommit(std::uint32_t milliseconds);
+  ChangeJournal& changeJournal() noexcept { return journal_; }
+  // Compacts the registry file now. Needs the lock token.
+  bool compactRegistry(const Guid& token, TarnhiveStatus* status);
+
  private:
+  // Held by each read operation for its whole work, so that it sees one
+  // committed state: the outermost read of a thread catches up first and
+  // then holds the state lock shared; commits and catching up hold it
+  // exclusively. Reads nested in reads do neither.
+  class ReadScope {
+   public:
+    ReadScope(BucketManager& manager, TarnhiveStatus* status);
+    ~ReadScope();
+    ReadScope(const ReadScope&) = delete;
+    ReadScope& operator=(const ReadScope&) = delete;
+
+   private:
+    BucketManager& manager_;
+    bool outermost_;
+  };
+  // Applies what the store found when it caught up: drops the changed
+  // buckets from the memory cache (all of them after a compaction) and
+  // hands the commits to the journal. REQUIRES: the state lock, exclusive.
+  void takeChanges(std::vector<store::StoreChange>& changes, bool replaced);
   // Construction steps.
   void construct(const WideString& iniFile, TarnhiveStatus* status);
   bool prepareDirectory(TarnhiveStatus* status);
@@ -223,6 +264,18 @@ class BucketManager
   // read can then never put an older copy over a newer one. Reads take it
   // without the guard, which acquireLock holds while it waits.
   orlo::osdep::CriticalSection fillLock_;
+  // The lock that catching up takes: the machine-wide lock, through an
+  // object of its own, so that a reading thread never shares processLock_
+  // with a thread that changes the registry.
+  orlo::osdep::Mutex refreshLock_;
+  // Serialises catching up between the threads of the process, and with
+  // the taking of the lock (see takeLock).
+  std::mutex refreshMutex_;
+  std::shared_mutex stateLock_;
+  // Set while a thread of this process holds the machine-wide lock and the
+  // process is current: reads then need not catch up.
+  std::atomic<bool> lockHeld_{false};
+  ChangeJournal journal_;
   bool updateOpen_ = false;
   std::unique_ptr<Options> options_;
   bool storeFlags_[7] = {false, false, false, false, false, false, false};

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <new>
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 
 namespace vesk::tarnhive {

@@ -3,7 +3,7 @@
 // a reference file.
 #include "bucket/Bucket.h"
 #include "cache/BucketCase.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/RegistryCheck.h"
 #include "vesk/orlo/StringCase.h"

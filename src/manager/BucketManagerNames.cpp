@@ -1,7 +1,7 @@
 // Names and directories of the bucket manager.
 #include "bucket/Bucket.h"
 #include "bucket/BucketNames.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/NameRules.h"
 #include "vesk/orlo/StringCase.h"

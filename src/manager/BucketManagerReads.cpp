@@ -1,13 +1,14 @@
 // The bucket manager's reads: single buckets, subtrees, existence, and the
 // making of new buckets and collections. Reads see committed state: the
-// memory cache first, then the store.
+// memory cache first, then the store, both brought up to date with other
+// processes' commits when the shared commit sequence moved (ReadScope).
 #include <new>
 
 #include "bucket/Bucket.h"
 #include "cache/BucketCache.h"
 #include "cache/BucketCase.h"
 #include "cache/BucketUpdateCache.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/NameRules.h"
 #include "store/SingleFileBucketStore.h"
@@ -76,6 +77,7 @@ orlo::RefPtr<IBucket> BucketManager::findBucket(const Digest& digest, TarnhiveSt
 
 bool BucketManager::getBucket(IBucket** out, const Digest& digest, TarnhiveStatus* status) {
   if (!startOut(out, true, status)) return false;
+  ReadScope read(*this, status);
   return guardedCall(status, false, [&] {
     orlo::RefPtr<IBucket> found = lookUp(digest, status);
     return found && handOut(out, copyOf(*found));
@@ -99,6 +101,7 @@ bool BucketManager::collectBucket(const Digest& digest, IBucketCase* collection,
     setStatus(status, kNOTAVAILABLE);
     return false;
   }
+  ReadScope read(*this, status);
   return guardedCall(status, false, [&] {
     orlo::RefPtr<IBucket> found = lookUp(digest, status);
     if (!found) return false;
@@ -147,6 +150,7 @@ bool BucketManager::getBucketTree(const WideString& fullName, IBucketCase* colle
     return false;
   }
   orlo::osdep::CriticalSectionLock hold(guard_);
+  ReadScope read(*this, status);
   return guardedCall(status, false,
                      [&] {
                        Visited visited;
@@ -157,6 +161,7 @@ bool BucketManager::getBucketTree(const WideString& fullName, IBucketCase* colle
 
 bool BucketManager::bucketExists(const WideString& fullName, TarnhiveStatus* status) {
   if (failed(status) || !hasStore()) return false;
+  ReadScope read(*this, status);
   return guardedCall(status, false, [&] {
     const WideString normal = normalizedNameOf(fullName);
     if (memoryCache_->hasBucket(normal)) return true;
@@ -174,6 +179,8 @@ bool BucketManager::newBucket(IBucket** out, const WideString& fullName, Tarnhiv
 bool BucketManager::createBucket(IBucket** out, const WideString& fullName, bool openIfExists,
                                  bool persistent, TarnhiveStatus* status) {
   if (!startOut(out, true, status)) return false;
+  // The test and the copy see one committed state.
+  ReadScope read(*this, status);
   if (bucketExists(fullName, status)) {
     return openIfExists && getBucketByName(out, fullName, status);
   }

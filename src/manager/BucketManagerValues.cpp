@@ -4,7 +4,7 @@
 #include <new>
 
 #include "bucket/BucketValue.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 
 namespace vesk::tarnhive {

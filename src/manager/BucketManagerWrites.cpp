@@ -18,7 +18,7 @@
 #include "bucket/BucketNames.h"
 #include "cache/BucketCache.h"
 #include "cache/BucketUpdateCache.h"
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "manager/BucketManager.h"
 #include "manager/NameRules.h"
 #include "store/SingleFileBucketStore.h"

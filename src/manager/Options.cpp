@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 #include "vesk/orlo/IniFile.h"
 #include "vesk/orlo/IntegerText.h"
 #include "vesk/orlo/StringCase.h"

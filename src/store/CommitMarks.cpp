@@ -228,12 +228,12 @@ void deleteCommitMarks(const StoreState& state) {
   for (const FoundMark& mark : findMarks(state)) path::deleteFile(mark.path);
 }
 
-std::int64_t peekValidEnd(const StoreState& state) {
+MarkInForce peekCommitMark(const StoreState& state) {
   for (const FoundMark& mark : findMarks(state)) {
     if (orlo::osdep::GetFileSize(mark.path) == 0) continue;
-    return readMarkFile(mark.path);
+    return MarkInForce{mark.number, readMarkFile(mark.path)};
   }
-  return -1;
+  return MarkInForce{};
 }
 
 }  // namespace vesk::tarnhive::store

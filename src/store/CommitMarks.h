@@ -52,9 +52,12 @@ void scanCommitMarks(StoreState& state);
 // Deletes every commit mark (the marks of a file that is being replaced).
 void deleteCommitMarks(const StoreState& state);
 
-// The valid end that the newest complete commit mark names, without changing
-// any file; -1 when there is no such mark.
-std::int64_t peekValidEnd(const StoreState& state);
+// The newest complete commit mark, read without changing any file.
+struct MarkInForce {
+  std::int64_t number = 0;    // 0 when there is no such mark
+  std::int64_t validEnd = -1;  // -1 when there is no such mark
+};
+MarkInForce peekCommitMark(const StoreState& state);
 
 // Writes a new mark file at `path` that holds `value`, forced to disk (its
 // directory entry is the caller's to force): whatever stood under the name is removed, and the file

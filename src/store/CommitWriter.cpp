@@ -88,7 +88,8 @@ WritePlan buildBlock(const BucketsByName& written, const NameSet& deleted,
     const Digest digest = bucket.getDigest();
     plan.putDigest(entry, digest);
     plan.putI64(entry + kDigestSize, record);
-    block.written[digest] = RecordLocation{block.descriptor.blockNumber, number, record};
+    block.written[digest] = RecordLocation{block.descriptor.blockNumber, number, record,
+                                           std::int64_t{size} + kRecordHeaderSize};
     record += std::int64_t{size} + kRecordHeaderSize;
     entry += kEntrySize;
     ++number;
@@ -111,7 +112,7 @@ void applyToIndex(StoreState& state, const BucketsByName& written, const NameSet
                   PendingBlock& block) {
   for (const WideString& name : deleted) {
     Digest digest(name);
-    state.liveIndex.erase(digest);
+    state.eraseLive(digest);
     state.deletedSet.insert(std::move(digest));
   }
   state.blockCount += 1;
@@ -120,9 +121,9 @@ void applyToIndex(StoreState& state, const BucketsByName& written, const NameSet
   state.blockTable[state.blockCount] = std::make_unique<BlockDescriptor>(block.descriptor);
   for (const auto& [name, named] : written) {
     const Digest digest = named.bucket->getDigest();
-    state.liveIndex.erase(digest);
+    state.eraseLive(digest);
     const auto location = block.written.find(digest);
-    if (location != block.written.end()) state.liveIndex.emplace(digest, location->second);
+    if (location != block.written.end()) state.putLive(digest, location->second);
   }
 }
 
@@ -164,8 +165,9 @@ void commitBlock(StoreState& state, const BucketsByName& written, const NameSet&
   // With the new mark in force the block counts on disk, so the index
   // follows it even when the removal of the old mark failed.
   applyToIndex(state, written, deleted, block);
+  state.announceChange();
   if (!wrote) return;
-  if (state.validEnd > state.diskLimitBytes && state.blockCount > 0) compact(state, status);
+  if (compactionPays(state)) compact(state, status);
 }
 
 }  // namespace vesk::tarnhive::store

@@ -6,7 +6,7 @@
 // end in force, and the next open cuts the partial block off.
 #pragma once
 
-#include "cache/BucketMaps.h"
+#include "bucket/BucketMaps.h"
 #include "store/StoreState.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"
 

@@ -101,7 +101,7 @@ std::int64_t copyBlock(StoreState& state, std::int64_t end, Output& out) {
     out.plan.putI64(out.position, length);
     out.plan.putBytes(out.position + kRecordHeaderSize, bytes, static_cast<std::size_t>(length));
     out.liveIndex.emplace_hint(out.liveIndex.end(), std::move(digest),
-                               RecordLocation{0, i, out.position});
+                               RecordLocation{0, i, out.position, length + kRecordHeaderSize});
     out.position += length + kRecordHeaderSize;
   }
   return start;
@@ -205,13 +205,16 @@ void adoptCompacted(StoreState& state, Output& out, std::int64_t end, TarnhiveSt
   storeRun(status, [&] {
     LiveIndex liveIndex;
     std::uint32_t rank = 0;
+    std::int64_t liveBytes = 0;
     for (const auto& [digest, location] : out.liveIndex) {
       liveIndex.emplace_hint(liveIndex.end(), digest,
-                             RecordLocation{0, rank++, location.recordOffset});
+                             RecordLocation{0, rank++, location.recordOffset, location.recordBytes});
+      liveBytes += location.recordBytes + kEntrySize;
     }
     BlockTable blockTable;
     blockTable.emplace(oldBlockCount, describeCompacted(out));
     state.liveIndex.swap(liveIndex);
+    state.liveBytes = liveBytes;
     state.blockTable.swap(blockTable);
     state.indexStale = false;
     state.indexComplete = true;
@@ -267,10 +270,16 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
   // A failure before the switch leaves the old file and its mark in force;
   // the next open removes ".1" and "newCommitmark".
   if (finished && storeRun(status, [&] { switchFiles(state); })) {
+    state.announceChange();
     adoptCompacted(state, out, end, status);
     state.overLimitFlag = state.validEnd > state.diskLimitBytes;
   }
   return false;
+}
+
+bool compactionPays(const StoreState& state) noexcept {
+  if (state.blockCount == 0) return false;
+  return state.validEnd > state.diskLimitBytes || state.deadBytes() * 2 >= state.validEnd;
 }
 
 }  // namespace vesk::tarnhive::store

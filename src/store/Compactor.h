@@ -16,4 +16,10 @@ namespace vesk::tarnhive::store {
 // whether the file is still over its size limit.
 bool compact(StoreState& state, TarnhiveStatus* status);
 
+// True when the file holds more than one block and either has grown past
+// its size limit or holds as many dead bytes (superseded and deleted
+// records, the indexes of older blocks) as live ones: a compaction then
+// at least halves it.
+bool compactionPays(const StoreState& state) noexcept;
+
 }  // namespace vesk::tarnhive::store

@@ -15,7 +15,7 @@
 
 #include <cstdint>
 
-#include "cache/BucketMaps.h"
+#include "bucket/BucketMaps.h"
 #include "vesk/orlo/StringBase.h"
 #include "vesk/tarnhive/IBucket.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"

@@ -4,9 +4,22 @@
 // block, so the newest entry of a digest is met first and kept.
 #pragma once
 
+#include <vector>
+
 #include "store/StoreState.h"
 
 namespace vesk::tarnhive::store {
+
+// What one commit block changed: the digests it wrote and deleted.
+struct CommitDigests {
+  std::vector<Digest> written;
+  // For each written digest, the offset of its record in this block.
+  std::vector<std::int64_t> writtenAt;
+  std::vector<Digest> deleted;
+  // For each deleted digest, the offset of the record the deletion hides,
+  // or -1 when the index held none.
+  std::vector<std::int64_t> deletedFrom;
+};
 
 // Rebuilds liveIndex, deletedSet and blockTable from the whole file, with
 // one read per block for its index. Blocks are numbered backwards from 0
@@ -14,6 +27,16 @@ namespace vesk::tarnhive::store {
 // index is complete. A range check that fails throws DeserializationError
 // and leaves the three maps empty.
 void loadIndex(StoreState& state);
+
+// Brings the index up to date with blocks that other processes appended
+// since it was loaded: the file only grows between compactions, so the
+// blocks between the valid end the index stands at and `newEnd` are read
+// (only their indexes) and applied in order, and the valid end becomes
+// `newEnd`. Returns what each block changed, oldest first. A block that
+// fails a range check, or does not lead back to the old valid end, throws
+// DeserializationError; the index may then be part-way and must be loaded
+// again whole.
+std::vector<CommitDigests> loadNewBlocks(StoreState& state, std::int64_t newEnd);
 
 // Walks the blocks from the newest for `digest`, adding what it finds to
 // liveIndex and deletedSet, and stops as soon as the digest is found either

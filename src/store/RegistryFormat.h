@@ -89,6 +89,11 @@ struct RecordLocation {
   std::uint32_t blockNumber = 0;
   std::uint32_t entryNumber = 0;
   std::int64_t recordOffset = 0;
+  // The bytes the record takes in the file, its length field included; 0
+  // where it is not known (a record found by a walk of the file). The
+  // store's count of live bytes, which decides when a compaction pays, is
+  // their sum.
+  std::int64_t recordBytes = 0;
 };
 
 // What the store knows of one block, in memory only.

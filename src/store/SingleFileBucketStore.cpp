@@ -1,6 +1,8 @@
 #include "store/SingleFileBucketStore.h"
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 #include <new>
 #include <vector>
 
@@ -10,9 +12,11 @@
 #include "store/Compactor.h"
 #include "store/FileImage.h"
 #include "store/FileSet.h"
+#include "store/RecordReader.h"
 #include "store/IndexLoader.h"
 #include "store/RegistryIo.h"
 #include "store/StoreGuard.h"
+#include "vesk/orlo/osdep/Path.h"
 
 namespace vesk::tarnhive {
 
@@ -32,27 +36,60 @@ SingleFileBucketStore::SingleFileBucketStore(const orlo::WideString& directory,
 SingleFileBucketStore::~SingleFileBucketStore() = default;
 
 void SingleFileBucketStore::open(std::uint32_t openMode, TarnhiveStatus* status) {
+  openFiles(openMode, true, status);
+}
+
+namespace {
+
+// The name of the commit sequence of a directory: the lock's name and the
+// digest of the directory's complete name, so that every process that uses
+// the directory, under whatever name, shares one.
+orlo::WideString sequenceName(const orlo::WideString& directory) {
+  orlo::WideString digestText;
+  Digest(orlo::osdep::path::canonical(directory)).getString(digestText);
+  orlo::WideString name(u"__vesk_tarnhive_BucketManager_lock__.");
+  name += digestText.substring(0, 32);
+  return name;
+}
+
+}  // namespace
+
+void SingleFileBucketStore::openFiles(std::uint32_t openMode, bool mayCompact,
+                                      TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);
   if (state_.isOpen) return;
   state_.openMode = openMode;
-  const bool repaired = storeRun(status, [&] {
+  const bool opened = storeRun(status, [&] {
     store::scanCommitMarks(state_);
     store::openFileSet(state_);
+    store::loadIndex(state_);
   });
-  if (!repaired) {
-    state_.file.close();
-    return;
-  }
-  TarnhiveStatus compaction;
-  const bool loaded = store::compact(state_, &compaction);
-  if (failed(&compaction) || !loaded) storeRun(status, [&] { store::loadIndex(state_); });
-  if (failed(status)) {
+  if (!opened) {
     state_.file.close();
     state_.clearIndex();
     return;
   }
+  // Without the shared sequence every look counts as a change: reads stay
+  // current, at the cost of a look at the files each time.
+  if (!state_.sequence) {
+    TarnhiveStatus ignored;
+    storeRun(&ignored, [&] {
+      state_.sequence = std::make_unique<orlo::osdep::SharedSequence>(sequenceName(state_.directory));
+    });
+  }
   state_.isOpen = true;
+  // An empty file set gets a new mark at every open, which the others must
+  // see; anything else the open found is what they know already.
+  if (state_.fileSize == 0) {
+    state_.announceChange();
+  } else {
+    state_.markCurrent();
+  }
+  if (mayCompact && store::compactionPays(state_)) {
+    TarnhiveStatus compaction;
+    store::compact(state_, &compaction);
+  }
 }
 
 void SingleFileBucketStore::close(TarnhiveStatus* status) {
@@ -76,30 +113,9 @@ IBucket* SingleFileBucketStore::readBucket(const Digest& digest) {
     location = state_.liveIndex.find(digest);
     if (location == state_.liveIndex.end()) return nullptr;
   }
-  const std::int64_t offset = location->second.recordOffset;
-  if (offset < 0 || offset > state_.validEnd) {
-    orlo::exception::raise(orlo::exception::DeserializationError(),
-                           "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
-  }
-  // The record is read with one read of a size that holds most buckets,
-  // and a second one only for a larger bucket.
-  constexpr std::int64_t kFirstRead = 4096;
-  store::FileImage image(state_.file, offset, std::min(offset + kFirstRead, state_.validEnd));
-  const std::int64_t length = image.i64At(offset);
-  if (length <= 0) return nullptr;
-  // A length beyond the file can only come from damage; do not try to
-  // allocate it.
-  if (length > state_.validEnd) {
-    orlo::exception::raise(orlo::exception::DeserializationError(),
-                           "vesk/tarnhive/store/SingleFileBucketStore", __LINE__);
-  }
-  const std::int64_t first = offset + store::kRecordHeaderSize;
-  if (image.bytesAt(first, length) == nullptr) {
-    image = store::FileImage(state_.file, offset, first + length);
-  }
-  orlo::RefPtr<Bucket> bucket(new Bucket());
-  const std::uint8_t* cursor = image.bytesAt(first, length);
-  bucket->deserialize(cursor, cursor + length);
+  orlo::RefPtr<IBucket> bucket = store::bucketOfRecord(
+      store::readRecordBytes(state_.file, location->second.recordOffset, state_.validEnd));
+  if (!bucket) return nullptr;
   // A record under another bucket's digest is damage: handing it out would
   // put a bucket where its name does not lead.
   if (!(bucket->getDigest() == digest)) {
@@ -178,24 +194,81 @@ bool SingleFileBucketStore::containsBucket(IBucket* bucket, TarnhiveStatus* stat
   return found;
 }
 
-bool SingleFileBucketStore::reopenIfChanged(TarnhiveStatus* status) {
+bool SingleFileBucketStore::refresh(bool withNames, bool lookAtFiles,
+                                    std::vector<store::StoreChange>& changes, bool* replaced,
+                                    TarnhiveStatus* status) {
+  if (replaced != nullptr) *replaced = false;
   if (failed(status)) return false;
   CriticalSectionLock hold(lock_);
   if (!state_.isOpen && !reopenPending_) return false;
   if (!reopenPending_) {
-    bool current = false;
+    if (!lookAtFiles && state_.isCurrent()) return false;
+    store::MarkInForce mark;
+    bool sameFile = false;
     TarnhiveStatus peek;
     storeRun(&peek, [&] {
-      current = store::peekValidEnd(state_) == state_.validEnd &&
-                state_.file.isFileAt(state_.registryPath);
+      mark = store::peekCommitMark(state_);
+      sameFile = state_.file.isFileAt(state_.registryPath);
     });
-    if (current) return false;
+    const bool appendedTo = !failed(&peek) && sameFile && !state_.indexStale &&
+                            state_.indexComplete && mark.validEnd >= state_.validEnd;
+    if (appendedTo && mark.validEnd == state_.validEnd) {
+      state_.commitMarkNumber = mark.number;
+      state_.markCurrent();
+      return false;
+    }
+    if (appendedTo) {
+      TarnhiveStatus read;
+      std::vector<store::CommitDigests> commits;
+      storeRun(&read, [&] {
+        commits = store::loadNewBlocks(state_, mark.validEnd);
+        state_.commitMarkNumber = mark.number;
+        state_.fileSize = mark.validEnd;
+        changes = store::describeCommits(state_, commits, withNames);
+      });
+      if (!failed(&read)) {
+        state_.markCurrent();
+        return true;
+      }
+      // A block that does not read as the continuation of the known ones:
+      // the file is opened again and its index loaded whole.
+    }
+  }
+  // The file the store knew stays open until the new one is read, for the
+  // comparison that tells a change feed what changed.
+  store::LiveIndex before;
+  orlo::osdep::BinaryFile beforeFile;
+  const std::int64_t beforeEnd = state_.validEnd;
+  const bool compare = withNames && state_.isOpen && state_.indexComplete;
+  if (compare) {
+    before = state_.liveIndex;
+    beforeFile.swap(state_.file);
   }
   const std::uint32_t openMode = state_.openMode;
   close(status);
-  open(openMode, status);
+  openFiles(openMode, false, status);
   reopenPending_ = failed(status);
+  if (compare && !reopenPending_) {
+    storeRun(status, [&] { changes.push_back(store::netChange(before, beforeFile, beforeEnd, state_)); });
+  }
+  if (replaced != nullptr) *replaced = true;
   return true;
+}
+
+void SingleFileBucketStore::waitForChange(std::uint32_t milliseconds) const noexcept {
+  if (state_.sequence) {
+    state_.sequence->waitForChange(state_.seenSequence.load(), milliseconds);
+  } else {
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::min<std::uint32_t>(milliseconds, 10)));
+  }
+}
+
+void SingleFileBucketStore::compactNow(TarnhiveStatus* status) {
+  if (failed(status)) return;
+  CriticalSectionLock hold(lock_);
+  if (!readyForUse(status)) return;
+  if (state_.blockCount == 0) return;
+  storeRun(status, [&] { store::compact(state_, status); });
 }
 
 }  // namespace vesk::tarnhive

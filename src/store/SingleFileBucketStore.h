@@ -9,7 +9,9 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
+#include "store/ChangeReader.h"
 #include "store/IBucketStore.h"
 #include "store/StoreState.h"
 #include "vesk/orlo/osdep/CriticalSection.h"
@@ -43,17 +45,37 @@ class SingleFileBucketStore : public IBucketStore {
   bool containsBucket(IBucket* bucket, TarnhiveStatus* status) override;
   bool wasReset() override { return state_.resetFlag; }
 
-  // Other processes commit to the same directory while this store is open.
-  // When the file set changed since this store last read or wrote it (a
-  // longer valid end, or a compacted file put in place), closes and opens
-  // the store again so that its index is current, and returns true. A
-  // failure leaves its code and the store closed; the next call opens it
-  // again (and returns true). REQUIRES: the caller holds the machine-wide
-  // lock, so nobody writes meanwhile.
-  bool reopenIfChanged(TarnhiveStatus* status);
+  // Other processes commit to and compact the same directory while this
+  // store is open. Brings the index up to date with the files and returns
+  // true when they changed since this store last read or wrote them:
+  // commits appended to the same file are read block by block (their
+  // indexes only); a file replaced by a compaction is opened and its index
+  // loaded, without compacting or writing anything, and `*replaced` is
+  // set. Each commit read is described in `changes`, oldest first, with
+  // the names of its buckets when `withNames`; a replaced file, when
+  // `withNames`, as one net change. A failure leaves its
+  // code and the store closed; the next call opens it again (and returns
+  // true). REQUIRES: the caller holds the machine-wide lock, so that
+  // nobody writes meanwhile.
+  // Without `lookAtFiles` a store that the shared commit sequence says is
+  // current does not look at the files at all.
+  bool refresh(bool withNames, bool lookAtFiles, std::vector<store::StoreChange>& changes,
+               bool* replaced, TarnhiveStatus* status);
+  // True when no process committed or compacted since this store last
+  // looked: one atomic load of the shared commit sequence, no system call.
+  bool isCurrent() const noexcept { return state_.isCurrent(); }
+  // Waits until another process commits or compacts, at most
+  // `milliseconds` (without the shared sequence: sleeps a little).
+  void waitForChange(std::uint32_t milliseconds) const noexcept;
+  // Compacts the file now, whatever it holds. REQUIRES: the machine-wide
+  // lock.
+  void compactNow(TarnhiveStatus* status);
   bool isOverDiskLimit() override { return state_.overLimitFlag; }
 
  private:
+  // The open: marks, file set, index; and, with `mayCompact`, a compaction
+  // when one pays.
+  void openFiles(std::uint32_t openMode, bool mayCompact, TarnhiveStatus* status);
   IBucket* readBucket(const Digest& digest);
   bool hasLiveRecord(const Digest& digest);
   // The start of slots 3 to 7 under the lock: an open store, with its file

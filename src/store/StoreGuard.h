@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <utility>
 
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 namespace vesk::tarnhive::store {
 

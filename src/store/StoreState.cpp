@@ -10,4 +10,25 @@ orlo::WideString storePath(const StoreState& state, const char* fileName) {
   return orlo::osdep::path::join(state.directory, name);
 }
 
+void StoreState::putLive(const Digest& digest, const RecordLocation& location) {
+  auto [entry, added] = liveIndex.try_emplace(digest, location);
+  if (!added) {
+    liveBytes -= entry->second.recordBytes + kEntrySize;
+    entry->second = location;
+  }
+  liveBytes += location.recordBytes + kEntrySize;
+}
+
+void StoreState::eraseLive(const Digest& digest) {
+  const auto entry = liveIndex.find(digest);
+  if (entry == liveIndex.end()) return;
+  liveBytes -= entry->second.recordBytes + kEntrySize;
+  liveIndex.erase(entry);
+}
+
+std::int64_t StoreState::deadBytes() const noexcept {
+  if (validEnd == 0) return 0;
+  return validEnd - kBlockOverhead - liveBytes;
+}
+
 }  // namespace vesk::tarnhive::store

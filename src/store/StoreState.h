@@ -5,6 +5,7 @@
 // holds it under its lock.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -13,6 +14,7 @@
 #include "store/RegistryFormat.h"
 #include "vesk/orlo/StringBase.h"
 #include "vesk/orlo/osdep/BinaryFile.h"
+#include "vesk/orlo/osdep/SharedSequence.h"
 #include "vesk/tarnhive/Digest.h"
 
 namespace vesk::tarnhive::store {
@@ -52,6 +54,15 @@ struct StoreState {
   // Set while liveIndex holds every live bucket of the file (after a full
   // load or a compaction): a name it does not hold is absent.
   bool indexComplete = false;
+  // The bytes that the live records and their index entries take: what a
+  // compacted file holds, less the block's fixed part.
+  std::int64_t liveBytes = 0;
+  // The commit sequence that the processes using this directory share
+  // (null when the shared memory could not be had: every look then counts
+  // as a change), and its value when the index was last brought up to date
+  // with the files.
+  std::unique_ptr<orlo::osdep::SharedSequence> sequence;
+  std::atomic<std::uint64_t> seenSequence{0};
 
   // Forgets the index of the file.
   void clearIndex() {
@@ -59,6 +70,31 @@ struct StoreState {
     liveIndex.clear();
     deletedSet.clear();
     blockTable.clear();
+    liveBytes = 0;
+  }
+
+  // Puts `location` in liveIndex for `digest` in place of an older one,
+  // keeping liveBytes.
+  void putLive(const Digest& digest, const RecordLocation& location);
+  // Takes `digest` out of liveIndex, keeping liveBytes.
+  void eraseLive(const Digest& digest);
+  // The bytes of the file that a compaction would drop: superseded and
+  // deleted records, and the index and fixed part of every block but one.
+  std::int64_t deadBytes() const noexcept;
+  // True when the index is current with the shared sequence: no process
+  // committed or compacted since this one last looked. One atomic load.
+  bool isCurrent() const noexcept {
+    return sequence && sequence->load() == seenSequence.load(std::memory_order_acquire);
+  }
+  // Marks the index current with the shared sequence as it stands.
+  // REQUIRES: the machine-wide lock, so that nobody moves it meanwhile.
+  void markCurrent() noexcept {
+    if (sequence) seenSequence.store(sequence->load(), std::memory_order_release);
+  }
+  // Counts a commit or compaction whose mark is in force, for every
+  // process. REQUIRES: the machine-wide lock.
+  void announceChange() noexcept {
+    if (sequence) seenSequence.store(sequence->advance(), std::memory_order_release);
   }
 };
 

@@ -19,8 +19,8 @@ void fill(TarnhiveStatus& status, std::int32_t code) {
 
 // Versions 1 and 2 give the same object and clear the record whatever it
 // held; any other version gives null and the unsupported-version code.
-TEST(GetInterfaceTest, VersionsOneAndTwoOnly) {
-  for (std::uint32_t version : {0u, 3u, 0xFFFFFFFFu}) {
+TEST(GetInterfaceTest, VersionsOneToThreeOnly) {
+  for (std::uint32_t version : {0u, 4u, 0xFFFFFFFFu}) {
     TarnhiveStatus status;
     fill(status, 0);
     EXPECT_EQ(GetInterface(version, &status), nullptr);
@@ -39,6 +39,10 @@ TEST(GetInterfaceTest, VersionsOneAndTwoOnly) {
   second.code = kUNSUPPORTEDVERSION;
   EXPECT_EQ(GetInterface(1, &second), static_cast<ITarnhive*>(registry));
   EXPECT_EQ(second.code, 0);
+  // Version 3 is the same object, seen with the slots that follow.
+  TarnhiveStatus third;
+  EXPECT_EQ(static_cast<ITarnhive2*>(GetInterface3(&third)), registry);
+  EXPECT_EQ(third.code, 0);
 }
 
 }  // namespace

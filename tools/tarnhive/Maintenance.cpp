@@ -29,6 +29,8 @@ class LockHold {
   LockHold(const LockHold&) = delete;
   LockHold& operator=(const LockHold&) = delete;
 
+  const Guid& token() const { return token_; }
+
  private:
   IBucketManager& manager_;
   Guid token_;
@@ -103,9 +105,15 @@ void writeFile(const fs::path& path, std::string_view bytes, Progress* progress)
 void compactRegistry(const GlobalOptions& options) {
   const std::string path = registryDirectory(options) + "/registry.bin";
   const auto before = fileSize(path);
-  // The library compacts a file of two or more blocks whenever it opens it,
-  // under the registry lock.
   Session session(options);
+  {
+    LockHold hold(session.manager(), options.timeout);
+    TarnhiveStatus status;
+    ITarnhive3* registry = GetInterface3(&status);
+    require(status, "loading the registry library");
+    registry->compactRegistry(hold.token(), &status);
+    require(status, "compacting " + session.directory());
+  }
   const auto after = fileSize(session.directory() + "/registry.bin");
   printLine("compacted " + session.directory() + ": " + std::to_string(before.value_or(0)) +
             " bytes before, " + std::to_string(after.value_or(0)) + " bytes after");

@@ -11,6 +11,7 @@
 #include "vesk/tarnhive/IBucketCase.h"
 #include "vesk/tarnhive/IBucketManager.h"
 #include "vesk/tarnhive/IBucketValue.h"
+#include "vesk/tarnhive/IChangeFeed.h"
 #include "vesk/tarnhive/ITarnhive.h"
 #include "vesk/tarnhive/StatusCodes.h"
 #include "vesk/tarnhive/TarnhiveStatus.h"

@@ -69,6 +69,12 @@ class BinaryFile {
   void close() noexcept;
 
   bool isOpen() const noexcept { return descriptor_ != -1; }
+  // Exchanges the open files of two objects.
+  void swap(BinaryFile& other) noexcept {
+    const std::int32_t mine = descriptor_;
+    descriptor_ = other.descriptor_;
+    other.descriptor_ = mine;
+  }
   // As TextFile::setPermissions.
   bool setPermissions(std::uint32_t permissions) noexcept;
 

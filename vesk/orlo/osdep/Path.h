@@ -41,6 +41,11 @@ std::uint32_t permissionsOf(const WideString& path) noexcept;
 // True for an existing directory (a symbolic link is followed).
 bool isDirectory(const WideString& path);
 
+// The complete name of an existing `path`, with links resolved where the
+// platform has them, so that two names of one directory give the same
+// text; `path` as it stands when that cannot be had. Never throws.
+WideString canonical(const WideString& path) noexcept;
+
 // Deletes the file at `path`; a symbolic link is removed as a link. A
 // missing file is a failure. Failures throw InvalidArgument (invalid path,
 // line 1038) or the OS exception (line 1063), unless `ignoreErrors`, which

@@ -22,6 +22,7 @@ inline constexpr char kFindFilesSource[] = "vesk/orlo/osdep/FindFiles";
 inline constexpr char kMutexSource[] = "vesk/orlo/osdep/Mutex";
 inline constexpr char kSharedLibrarySource[] = "vesk/orlo/osdep/SharedLibrary";
 inline constexpr char kMakeGuidSource[] = "vesk/orlo/osdep/MakeGUID";
+inline constexpr char kSharedSequenceSource[] = "vesk/orlo/osdep/SharedSequence";
 
 inline constexpr ErrorSite kBINARYFILE_OPEN{kBinaryFileSource, 239};
 inline constexpr ErrorSite kBINARYFILE_READ_RANGE{kBinaryFileSource, 302};
@@ -54,5 +55,7 @@ inline constexpr ErrorSite kSHAREDLIBRARY_NOT_LOADED{kSharedLibrarySource, 161};
 inline constexpr ErrorSite kSHAREDLIBRARY_NO_SYMBOL{kSharedLibrarySource, 166};
 
 inline constexpr ErrorSite kMAKEGUID{kMakeGuidSource, 31};
+
+inline constexpr ErrorSite kSHAREDSEQUENCE_OPEN{kSharedSequenceSource, 40};
 
 }  // namespace vesk::orlo::osdep

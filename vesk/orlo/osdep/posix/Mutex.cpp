@@ -17,39 +17,19 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/Path.h"
+#include "vesk/orlo/osdep/posix/LockDirectory.h"
 #include "vesk/orlo/osdep/posix/PosixFailure.h"
 
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr char kLockDirVariable[] = "VESK_TARNHIVE_LOCK_DIR";
-constexpr mode_t kEverybodyReadWrite = 0666;
-
-WideString lockDirectory() {
-  const char* configured = std::getenv(kLockDirVariable);
-  if (configured != nullptr && configured[0] != 0) return toWide(NarrowString(configured));
-  if (path::isDirectory(u"/dev/shm")) return u"/dev/shm";
-  return u"/tmp";
-}
-
 int openLockFile(const WideString& name) {
   WideString fileName(name);
   fileName += u".lock";
-  const NarrowString narrow = toNarrow(path::join(lockDirectory(), fileName));
-  // O_NOFOLLOW: in a shared directory a planted link must not redirect us.
-  int fd;
-  do {
-    fd = ::open(narrow.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, kEverybodyReadWrite);
-  } while (fd == -1 && errno == EINTR);
-  if (fd == -1) posix::throwLastError(kMUTEX_CREATE);
-  // The umask must not keep other users' processes out of the lock. Only the
-  // file's owner may change its mode; for everybody else it is already set.
-  (void)::fchmod(fd, kEverybodyReadWrite);
-  return fd;
+  return posix::openInLockDirectory(fileName, kMUTEX_CREATE);
 }
 
 #if defined(F_OFD_SETLK)

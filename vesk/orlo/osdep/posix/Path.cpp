@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/FileFaults.h"
@@ -82,6 +83,18 @@ std::uint32_t permissionsOf(const WideString& path) noexcept {
 bool isDirectory(const WideString& path) {
   struct stat status {};
   return isValid(path) && statFollowing(path, status) && S_ISDIR(status.st_mode);
+}
+
+WideString canonical(const WideString& path) noexcept {
+  try {
+    char* resolved = ::realpath(toNarrow(path).c_str(), nullptr);
+    if (resolved == nullptr) return path;
+    WideString result = toWide(NarrowString(resolved));
+    std::free(resolved);
+    return result;
+  } catch (...) {
+    return path;
+  }
 }
 
 bool deleteFile(const WideString& path, bool ignoreErrors) {

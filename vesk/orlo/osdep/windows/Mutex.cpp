@@ -16,67 +16,20 @@
 #include "vesk/orlo/osdep/Mutex.h"
 
 #include <windows.h>
-#include <sddl.h>
 
-#include <cstdlib>
-
+#include "vesk/orlo/osdep/windows/LockSecurity.h"
 #include "vesk/orlo/osdep/windows/WindowsFailure.h"
 
 namespace vesk::orlo::osdep {
 namespace {
 
-constexpr char kLowIntegrityLabel[] = "S:(ML;;NW;;;LW)";
-
-WideString mutexName(const WideString& name) {
-  WideString full(L"Global\\");
-  full += name;
-  const wchar_t* space = ::_wgetenv(L"VESK_TARNHIVE_LOCK_DIR");
-  if (space != nullptr && space[0] != 0) {
-    full += L'|';
-    for (const wchar_t* at = space; *at != 0; ++at) full += *at == L'\\' ? L'/' : *at;
-  }
-  return full;
-}
-
-// The descriptor of the mutex; the label's descriptor is freed on every path
-// out, the SACL is copied out of it first.
-class LockSecurity {
- public:
-  LockSecurity() {
-    ::InitializeSecurityDescriptor(&descriptor_, SECURITY_DESCRIPTOR_REVISION);
-    ::SetSecurityDescriptorDacl(&descriptor_, TRUE, nullptr, FALSE);
-    if (::ConvertStringSecurityDescriptorToSecurityDescriptorA(kLowIntegrityLabel, SDDL_REVISION_1,
-                                                               &label_, nullptr)) {
-      BOOL present = FALSE;
-      BOOL defaulted = FALSE;
-      PACL sacl = nullptr;
-      if (::GetSecurityDescriptorSacl(label_, &present, &sacl, &defaulted) && present) {
-        ::SetSecurityDescriptorSacl(&descriptor_, TRUE, sacl, FALSE);
-      }
-    }
-    attributes_.nLength = sizeof attributes_;
-    attributes_.lpSecurityDescriptor = &descriptor_;
-    attributes_.bInheritHandle = FALSE;
-  }
-  ~LockSecurity() {
-    if (label_ != nullptr) ::LocalFree(label_);
-  }
-  LockSecurity(const LockSecurity&) = delete;
-  LockSecurity& operator=(const LockSecurity&) = delete;
-
-  SECURITY_ATTRIBUTES* attributes() noexcept { return &attributes_; }
-
- private:
-  SECURITY_DESCRIPTOR descriptor_{};
-  PSECURITY_DESCRIPTOR label_ = nullptr;
-  SECURITY_ATTRIBUTES attributes_{};
-};
-
 HANDLE handleOf(std::intptr_t handle) noexcept { return reinterpret_cast<HANDLE>(handle); }
 
 std::intptr_t createMutex(const WideString& name) {
-  LockSecurity security;
-  HANDLE handle = ::CreateMutexW(security.attributes(), FALSE, mutexName(name).c_str());
+  windows::LockSecurity security;
+  WideString full(L"Global\\");
+  full += windows::lockSpaceName(name);
+  HANDLE handle = ::CreateMutexW(security.attributes(), FALSE, full.c_str());
   if (handle == nullptr) windows::throwLastWinError(kMUTEX_CREATE);
   return reinterpret_cast<std::intptr_t>(handle);
 }

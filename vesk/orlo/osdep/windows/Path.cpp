@@ -5,6 +5,8 @@
 // is not reachable by them and fails.
 #include "vesk/orlo/osdep/Path.h"
 
+#include <windows.h>
+
 #include <cerrno>
 
 #include "vesk/orlo/StringConversion.h"
@@ -126,6 +128,17 @@ bool isDirectory(const WideString& path) {
   if (!isValid(path)) return false;
   const DWORD attributes = attributesOf(path);
   return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY);
+}
+
+WideString canonical(const WideString& path) noexcept {
+  try {
+    wchar_t buffer[32768];
+    const DWORD length = ::GetFullPathNameW(path.c_str(), 32768, buffer, nullptr);
+    if (length == 0 || length >= 32768) return path;
+    return WideString(buffer);
+  } catch (...) {
+    return path;
+  }
 }
 
 bool deleteFile(const WideString& path, bool ignoreErrors) {

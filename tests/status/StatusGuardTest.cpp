@@ -1,5 +1,5 @@
 // The status discipline and the conversion of exceptions into codes.
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "entry/StatusGuard.h"
+#include "status/StatusGuard.h"
 
 #include <new>
 
