@@ -135,8 +135,8 @@ class Update:
     Use it as a context manager (``with registry.update() as u:``): entering
     takes the machine-wide lock and opens an update; leaving commits when the
     block succeeded and discards every change when it raised. The lock is
-    released either way. While it is open, reads in this process see its
-    changes.
+    released either way. Reads show what is committed: the update's changes
+    appear to every process, this one included, when it commits.
     """
 
     def __init__(self, registry: Registry, timeout: Optional[float]) -> None:
@@ -204,7 +204,8 @@ class Registry:
         return self._native.directory()
 
     def get(self, path: str) -> Optional[Bucket]:
-        """The bucket's values, or None when it does not exist (see refresh)."""
+        """The bucket's values as last committed by any process, or None when
+        it does not exist."""
         found = self._native.values(path)
         return None if found is None else Bucket(*found)
 
@@ -219,19 +220,6 @@ class Registry:
         """The bucket and every bucket below it, sorted by full name."""
         for name, values in self._native.subtree(path):
             yield Bucket(name, values)
-
-    def refresh(self, timeout: Optional[float] = None) -> None:
-        """Brings this process up to date with what other processes committed.
-
-        Reads show this process's own commits and other processes' as of the
-        last time it took the registry lock (an update, an import or this).
-        """
-        marker = object()
-        self._start(marker)
-        try:
-            self._native.begin(timeout).discard()
-        finally:
-            self._end(marker)
 
     def update(self, timeout: Optional[float] = None) -> Update:
         """An update, to use in a with statement. `timeout` bounds the wait

@@ -88,7 +88,6 @@ def test_another_process_waits_for_the_lock_and_sees_the_commit(child):
         assert isinstance(error, TimeoutError) and error.code is None, error
         print("timed out", flush=True)
     sys.stdin.readline()
-    reg.refresh()
     print(reg.get("/Shared")["n"], flush=True)
     """)
 
