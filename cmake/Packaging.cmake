@@ -1,8 +1,8 @@
 # What `cmake --install` and CPack add for users of the library: the CMake
 # package (veskTarnhiveConfig.cmake, its version file and the exported
 # target veskTarnhive::veskTarnhive), the pkg-config file veskTarnhive.pc,
-# and a Debian package of the library, its headers, both files and the
-# tarnhive tool.
+# and a Debian package of the library, its headers, both files, the
+# tarnhive tool and the Python package.
 include(CMakePackageConfigHelpers)
 
 set(TARNHIVE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/veskTarnhive)
@@ -21,6 +21,16 @@ file(RELATIVE_PATH TARNHIVE_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconf
 configure_file(cmake/veskTarnhive.pc.in ${PROJECT_BINARY_DIR}/veskTarnhive.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/veskTarnhive.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
+# What the package holds, built alone by a build of the package
+# (cmake/BuildPackage.cmake).
+add_custom_target(tarnhive_packaged)
+add_dependencies(tarnhive_packaged veskTarnhive)
+foreach(target tarnhive _tarnhive)
+  if(TARGET ${target})
+    add_dependencies(tarnhive_packaged ${target})
+  endif()
+endforeach()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME libvesktarnhive0)
 set(CPACK_PACKAGE_VENDOR "veskTarnhive")
@@ -34,4 +44,10 @@ set(CPACK_DEBIAN_PACKAGE_SECTION libs)
 # The runtime dependencies (libssl3, libicu, libstdc++...) come from the
 # libraries the files link.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+# The Python package is for the interpreter it was built with.
+if(TARNHIVE_PYTHON)
+  math(EXPR next_minor "${Python3_VERSION_MINOR} + 1")
+  set(CPACK_DEBIAN_PACKAGE_SUGGESTS "python3 (>= ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR}), \
+python3 (<< ${Python3_VERSION_MAJOR}.${next_minor}~)")
+endif()
 include(CPack)

@@ -12,6 +12,7 @@
 #include <mutex>
 #include <set>
 #include <thread>
+#include <utility>
 
 #include "Encoding.h"
 #include "Names.h"
@@ -88,6 +89,9 @@ Session::Session(const GlobalOptions& options) : options_(options) {
   if (!manager_) fail(kExitDamaged, "opening " + where + ": the library gave no bucket manager");
 }
 
+Session::Session(RefPtr<IBucketManager> manager, const GlobalOptions& options)
+    : options_(options), manager_(std::move(manager)) {}
+
 std::string Session::directory() {
   TarnhiveStatus status;
   orlo::WideString directory;
@@ -139,7 +143,7 @@ Guid takeLock(IBucketManager& manager, double timeout) {
                                            std::chrono::duration<double>(timeout));
   while (!manager.tryAcquireLock(&token, &status)) {
     require(status, "taking the registry lock");
-    if (Clock::now() >= deadline) fail(kExitDamaged, lockTimeoutMessage(timeout));
+    if (Clock::now() >= deadline) throw LockTimeout(kExitDamaged, lockTimeoutMessage(timeout));
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
   }
   return token;

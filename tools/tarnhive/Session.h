@@ -26,6 +26,9 @@ class Session {
   // opens and compacts the store). Fails (exit 3) when the library does, or
   // when the lock is not had within the time-out.
   explicit Session(const GlobalOptions& options);
+  // Uses the bucket manager the caller already has (a process has one for
+  // the life of the library); only the time-out of `options` applies.
+  Session(RefPtr<IBucketManager> manager, const GlobalOptions& options);
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
@@ -70,7 +73,8 @@ class Update {
 };
 
 // Waits for the registry lock with tryAcquireLock, as long as `timeout`
-// allows (negative: forever, with acquireLock). Fails (exit 3) on time-out.
+// allows (negative: forever, with acquireLock). Throws LockTimeout (exit 3)
+// on time-out.
 Guid takeLock(IBucketManager& manager, double timeout);
 
 }  // namespace vesk::tarnhive::tool

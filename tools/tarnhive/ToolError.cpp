@@ -60,11 +60,16 @@ constexpr CodeText kCodes[] = {
 
 void fail(int exitStatus, const std::string& message) { throw ToolError(exitStatus, message); }
 
-std::string describeStatus(std::int32_t code) {
+StatusText statusText(std::int32_t code) {
   for (const CodeText& known : kCodes) {
-    if (known.code == code) {
-      return std::string(known.name) + " (" + std::to_string(code) + "): " + known.meaning;
-    }
+    if (known.code == code) return {known.name, known.meaning};
+  }
+  return {nullptr, nullptr};
+}
+
+std::string describeStatus(std::int32_t code) {
+  if (const StatusText known = statusText(code); known.name != nullptr) {
+    return std::string(known.name) + " (" + std::to_string(code) + "): " + known.meaning;
   }
   char hex[16];
   std::snprintf(hex, sizeof hex, "0x%08X", static_cast<unsigned>(code));
@@ -72,7 +77,9 @@ std::string describeStatus(std::int32_t code) {
 }
 
 void require(const TarnhiveStatus& status, const std::string& what) {
-  if (failed(&status)) fail(kExitDamaged, what + ": " + describeStatus(status.code));
+  if (failed(&status)) {
+    throw ToolError(kExitDamaged, what + ": " + describeStatus(status.code), status.code);
+  }
 }
 
 }  // namespace vesk::tarnhive::tool

@@ -21,15 +21,33 @@ enum ExitStatus : int {
 
 class ToolError : public std::runtime_error {
  public:
-  ToolError(int exitStatus, const std::string& message)
-      : std::runtime_error(message), exitStatus_(exitStatus) {}
+  ToolError(int exitStatus, const std::string& message, std::int32_t statusCode = 0)
+      : std::runtime_error(message), exitStatus_(exitStatus), statusCode_(statusCode) {}
   int exitStatus() const noexcept { return exitStatus_; }
+  // The library's status code behind the failure; 0 when the tool found it
+  // itself.
+  std::int32_t statusCode() const noexcept { return statusCode_; }
 
  private:
   int exitStatus_;
+  std::int32_t statusCode_;
+};
+
+// The registry lock was not had within the time-out (exit 3).
+class LockTimeout : public ToolError {
+ public:
+  using ToolError::ToolError;
 };
 
 [[noreturn]] void fail(int exitStatus, const std::string& message);
+
+// The name ("kOSERROR") and meaning of a status code; both null for a code
+// the library does not set.
+struct StatusText {
+  const char* name;
+  const char* meaning;
+};
+StatusText statusText(std::int32_t code);
 
 // "kOSERROR (-314509): an operating-system call failed" for any code the
 // library sets; unknown codes are named as such, with their number.

@@ -1,13 +1,11 @@
-// export and import: a subtree as one JSON document,
-//
-//   {"format": "tarnhive", "version": 1, "root": "/Acme",
-//    "buckets": {"/Acme": {...values...}, "/Acme/Editor": {...}}}
-//
-// with every bucket's values as ValueJson writes them (child links are left
-// out: they follow from the bucket names). Keys are sorted, so exporting
-// what was imported gives the same bytes. An import is checked in full
-// before the registry is opened and applied in one update, so it commits
-// all of itself or nothing.
+// export and import: a subtree as one JSON document (Transfer.h), with every
+// bucket's values as ValueJson writes them (child links are left out: they
+// follow from the bucket names). Keys are sorted, so exporting what was
+// imported gives the same bytes. An import is checked in full before the
+// registry is opened and applied in one update, so it commits all of itself
+// or nothing.
+#include "Transfer.h"
+
 #include <iostream>
 #include <iterator>
 #include <map>
@@ -26,8 +24,6 @@ namespace {
 constexpr char kFormat[] = "tarnhive";
 constexpr int kVersion = 1;
 
-// What an import writes: bucket name to its values, parents before
-// children (a name sorts before every name it prefixes).
 using Plan = std::map<std::u16string, NamedValues>;
 
 Json readDocument() {
@@ -39,8 +35,8 @@ Json readDocument() {
   }
 }
 
-std::u16string importRoot(const Json& document, const std::optional<std::string>& path) {
-  if (path) return normalizePath(*path);
+std::u16string importRoot(const Json& document, const std::optional<std::u16string>& root) {
+  if (root) return normalizeName(*root);
   if (!document.contains("root")) return u"/";
   if (!document["root"].is_string()) fail(kExitUsage, "the document's \"root\" is not a string");
   return normalizeName(nameFromKey(document["root"].get<std::string>(), "the document's root"));
@@ -117,44 +113,59 @@ std::vector<std::u16string> bucketsToDelete(Session& session, const std::u16stri
 
 }  // namespace
 
-void exportTree(const GlobalOptions& options, const std::string& path) {
-  Session session(options);
-  const std::u16string root = normalizePath(path);
+Json exportDocument(Session& session, const std::u16string& root, bool progress) {
   const std::vector<RefPtr<IBucket>> buckets = session.subtree(root);
   Json document{{"format", kFormat}, {"version", kVersion}, {"root", nameKey(root)}};
   Json& listed = document["buckets"] = Json::object();
-  Progress progress("export", buckets.size(), "buckets");
+  Progress shown("export", buckets.size(), "buckets");
   for (std::size_t i = 0; i < buckets.size(); ++i) {
     listed[nameKey(fromWide(buckets[i]->getFullName()))] = valuesJson(readValues(*buckets[i], false));
-    progress.step(i + 1);
+    if (progress) shown.step(i + 1);
   }
-  printLine(document.dump(2));
+  return document;
 }
 
-void importTree(const GlobalOptions& options, const std::optional<std::string>& path,
-                bool replace) {
-  const Json document = readDocument();
-  const std::u16string root = importRoot(document, path);
-  Plan plan = readPlan(document, root);
-  if (replace && plan.find(root) == plan.end()) plan[root] = {};
+ImportPlan planImport(const Json& document, const std::optional<std::u16string>& root,
+                      bool replace) {
+  ImportPlan plan;
+  plan.root = importRoot(document, root);
+  plan.buckets = readPlan(document, plan.root);
+  plan.replace = replace;
+  if (replace && plan.buckets.find(plan.root) == plan.buckets.end()) plan.buckets[plan.root] = {};
+  return plan;
+}
 
-  Session session(options);
+void applyImport(Session& session, const ImportPlan& plan, bool progress) {
   Update update(session);
   const std::vector<std::u16string> doomed =
-      replace ? bucketsToDelete(session, root, plan) : std::vector<std::u16string>{};
-  Progress progress("import", plan.size() + doomed.size(), "buckets");
+      plan.replace ? bucketsToDelete(session, plan.root, plan.buckets) : std::vector<std::u16string>{};
+  Progress shown("import", plan.buckets.size() + doomed.size(), "buckets");
   std::size_t done = 0;
-  for (const auto& [name, values] : plan) {
-    writePlanned(session, update, name, values, replace);
-    progress.step(++done);
+  for (const auto& [name, values] : plan.buckets) {
+    writePlanned(session, update, name, values, plan.replace);
+    if (progress) shown.step(++done);
   }
   // Deletions come last: each removes its link from a parent that the
   // writes above may have put into the update.
   for (const std::u16string& name : doomed) {
     update.remove(name);
-    progress.step(++done);
+    if (progress) shown.step(++done);
   }
   update.commit();
+}
+
+void exportTree(const GlobalOptions& options, const std::string& path) {
+  Session session(options);
+  printLine(exportDocument(session, normalizePath(path), true).dump(2));
+}
+
+void importTree(const GlobalOptions& options, const std::optional<std::string>& path,
+                bool replace) {
+  const Json document = readDocument();
+  const ImportPlan plan =
+      planImport(document, path ? std::optional(normalizePath(*path)) : std::nullopt, replace);
+  Session session(options);
+  applyImport(session, plan, true);
 }
 
 }  // namespace vesk::tarnhive::tool

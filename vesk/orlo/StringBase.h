@@ -138,14 +138,14 @@ class StringBase {
       const std::uint64_t wanted = n + count;
       const auto target = static_cast<std::uint32_t>(
           grown > wanted ? (grown > kMaxLength ? kMaxLength : grown) : wanted);
-      if (text >= begin_ && text <= end_) {
-        StringBase copy(text, count);
-        reallocate(target);
-        std::memcpy(begin_ + n, copy.begin_, count * sizeof(Char));
-      } else {
-        reallocate(target);
-        std::memcpy(begin_ + n, text, count * sizeof(Char));
-      }
+      // The new block is filled before the old one is freed, since `text`
+      // may lie in the old one (a string appended to itself).
+      Char* block = newBlock(target);
+      if (n != 0) std::memcpy(block, begin_, n * sizeof(Char));
+      std::memcpy(block + n, text, count * sizeof(Char));
+      osdep::taskFree(begin_);
+      begin_ = block;
+      capacityEnd_ = begin_ + target;
     } else {
       std::memmove(begin_ + n, text, count * sizeof(Char));
     }
