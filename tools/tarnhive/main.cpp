@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "SyncCommands.h"
 #include "ToolError.h"
 
 namespace {
@@ -121,6 +122,7 @@ int main(int argc, char** argv) {
   Arguments arguments;
   std::function<int()> run;
   addVerbs(app, global, arguments, run);
+  vesk::tarnhive::sync::addSyncVerbs(app, global, run);
   try {
     app.parse(argc, argv);
     if (app.got_subcommand("set")) {
