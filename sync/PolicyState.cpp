@@ -89,31 +89,33 @@ std::optional<std::u16string> PolicyState::bucketOf(const std::string& key, std:
   return name;
 }
 
-std::string PolicyState::put(const std::string& key, const std::string& value) {
+std::vector<SkippedKey> PolicyState::put(const std::string& key, const std::string& value) {
   std::string problem;
   const std::optional<std::u16string> bucket = bucketOf(key, &problem);
-  if (!bucket) return problem;
+  if (!bucket) return {{key, problem}};
   std::optional<NamedValues> values;
   try {
-    values = bucketValuesOf(value, "the value");
+    values = bucketValuesOf(value, "its value");
   } catch (const tool::ToolError& error) {
     problem = error.what();
   }
   auto found = entries_.find(key);
+  std::set<std::string>& sharing = owners_[digestOf(*bucket)];
+  const std::string displaced = sharing.empty() ? std::string() : *sharing.begin();
   if (found == entries_.end()) {
     found = entries_.emplace(key, Entry{*bucket, std::nullopt}).first;
-    owners_[digestOf(*bucket)].insert(key);
+    sharing.insert(key);
     countParents(*bucket, +1);
   }
   if (values) found->second.values = std::move(values);
   if (!problem.empty()) {
-    return problem + (found->second.values ? "; the bucket keeps the key's last valid values"
-                                           : "; the bucket is left as it is");
+    return {{key, problem + (found->second.values ? "; the bucket keeps the key's last valid values"
+                                                  : "; the bucket is left as it is")}};
   }
-  const std::string& owner = *owners_[digestOf(*bucket)].begin();
-  if (owner != key) {
-    return "names the same bucket as key " + quotedKey(owner) + " (the names differ only in case), which applies";
-  }
+  const std::string& owner = *sharing.begin();
+  const std::string twins = " name the same bucket (the names differ only in case); the first in key order applies";
+  if (owner != key) return {{key, "it and key " + quotedKey(owner) + twins}};
+  if (!displaced.empty() && displaced != key) return {{displaced, "it and key " + quotedKey(key) + twins}};
   return {};
 }
 
@@ -146,10 +148,10 @@ Desired PolicyState::desired(const std::u16string& bucket) const {
   const auto owned = owners_.find(digest);
   if (owned != owners_.end()) {
     const Entry& entry = entries_.at(*owned->second.begin());
-    if (!entry.values) return Desired{Desired::kHeld, {}};
-    return Desired{Desired::kValues, *entry.values};
+    if (!entry.values) return Desired{Desired::kHeld, {}, entry.bucket};
+    return Desired{Desired::kValues, *entry.values, entry.bucket};
   }
-  return Desired{below_.count(digest) != 0 ? Desired::kParent : Desired::kAbsent, {}};
+  return Desired{below_.count(digest) != 0 ? Desired::kParent : Desired::kAbsent, {}, {}};
 }
 
 std::vector<std::u16string> PolicyState::bucketNames() const {

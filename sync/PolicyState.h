@@ -36,6 +36,13 @@ struct Desired {
   };
   Kind kind = kAbsent;
   tool::NamedValues values;
+  std::u16string name;  // kValues and kHeld: the bucket's name as its key spells it
+};
+
+// A key whose change is not applied, and why.
+struct SkippedKey {
+  std::string key;
+  std::string reason;
 };
 
 class PolicyState {
@@ -48,9 +55,10 @@ class PolicyState {
   // when it stands for none.
   std::optional<std::u16string> bucketOf(const std::string& key, std::string* problem) const;
 
-  // Records that `key` now holds `value`. An empty string when the change
-  // is applied, else the reason it is skipped.
-  std::string put(const std::string& key, const std::string& value);
+  // Records that `key` now holds `value`. Returns the keys whose values
+  // are not applied because of it: `key` itself, or another key for the
+  // same bucket that it takes the place of.
+  std::vector<SkippedKey> put(const std::string& key, const std::string& value);
   // Records that `key` was deleted.
   void remove(const std::string& key);
 

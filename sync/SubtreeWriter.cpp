@@ -82,7 +82,7 @@ CommitOutcome SubtreeWriter::commit(const std::vector<std::u16string>& buckets, 
     const std::optional<Desired> before = beforeOf(name);
     if (before && !holds(actual.get(), *before)) outcome.overwritten.push_back(name);
     if (action == Action::kWrite) {
-      write(update, actual, name, after.values);
+      write(update, actual, after.name.empty() ? name : after.name, after.values);
       ++outcome.written;
     } else {
       deletions.emplace_back(name, actual);

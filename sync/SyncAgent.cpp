@@ -99,8 +99,7 @@ void SyncAgent::readEverything(const std::optional<PolicyState>& previous) {
     if (present.count(key) == 0) next.remove(key);
   }
   for (const KeyValue& kv : snapshot.keys) {
-    const std::string problem = next.put(kv.key, kv.value);
-    if (!problem.empty()) reportSkipped(kv.key, snapshot.revision, problem);
+    for (const SkippedKey& skipped : next.put(kv.key, kv.value)) reportSkipped(snapshot.revision, skipped);
   }
   std::vector<std::u16string> names = next.bucketNames();
   if (previous) {
@@ -134,8 +133,7 @@ void SyncAgent::applyRevision(std::int64_t revision, const std::vector<WatchEven
       state_->remove(event.kv.key);
       continue;
     }
-    const std::string problem = state_->put(event.kv.key, event.kv.value);
-    if (!problem.empty()) reportSkipped(event.kv.key, revision, problem);
+    for (const SkippedKey& skipped : state_->put(event.kv.key, event.kv.value)) reportSkipped(revision, skipped);
   }
   const auto beforeOf = [&](const std::u16string& name) -> std::optional<Desired> {
     const auto found = before.find(name);
@@ -209,8 +207,8 @@ void SyncAgent::reportCommit(std::int64_t revision, const CommitOutcome& outcome
   std::fflush(stdout);
 }
 
-void SyncAgent::reportSkipped(const std::string& key, std::int64_t revision, const std::string& problem) {
-  note("key " + quotedKey(key) + " at revision " + std::to_string(revision) + " skipped: " + problem);
+void SyncAgent::reportSkipped(std::int64_t revision, const SkippedKey& skipped) {
+  note("key " + quotedKey(skipped.key) + " at revision " + std::to_string(revision) + " skipped: " + skipped.reason);
 }
 
 }  // namespace vesk::tarnhive::sync

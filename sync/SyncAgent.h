@@ -47,7 +47,7 @@ class SyncAgent {
   void readEverything(const std::optional<PolicyState>& previous);
   void applyRevision(std::int64_t revision, const std::vector<WatchEvent>& events);
   void reportCommit(std::int64_t revision, const CommitOutcome& outcome, const char* how);
-  void reportSkipped(const std::string& key, std::int64_t revision, const std::string& problem);
+  void reportSkipped(std::int64_t revision, const SkippedKey& skipped);
 
   tool::Session& session_;
   EtcdClient& client_;
