@@ -1,6 +1,7 @@
 // A single-member etcd for one test or benchmark: Debian's etcd binary on
 // 127.0.0.1, on ports free when it starts, with its data in a directory of
-// the caller's. It can be stopped and started again on the same ports and
+// the caller's; with TLS, clients reach it over https with a certificate
+// made for it (openssl), which "ca.pem" in that directory lets them trust. It can be stopped and started again on the same ports and
 // data, and is stopped when destroyed. Every wait is bounded, so a server
 // that never comes up fails the caller instead of hanging it.
 #pragma once
@@ -12,6 +13,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <stdexcept>
@@ -30,8 +32,9 @@ namespace vesk::tarnhive::sync::testing {
 class EtcdServer {
  public:
   // `directory` holds the data ("data") and the server's log ("etcd.log").
-  explicit EtcdServer(std::string directory) : directory_(std::move(directory)) {
+  explicit EtcdServer(std::string directory, bool tls = false) : directory_(std::move(directory)), tls_(tls) {
     std::filesystem::create_directories(directory_);
+    if (tls_) makeCertificate();
   }
   ~EtcdServer() { stop(); }
   EtcdServer(const EtcdServer&) = delete;
@@ -71,11 +74,16 @@ class EtcdServer {
     pid_ = -1;
   }
 
-  std::string endpoint() const { return "http://127.0.0.1:" + std::to_string(clientPort_); }
+  std::string endpoint() const {
+    return (tls_ ? "https://127.0.0.1:" : "http://127.0.0.1:") + std::to_string(clientPort_);
+  }
+  // The certificate that clients must trust (TLS only).
+  std::string caFile() const { return directory_ + "/ca.pem"; }
 
   EtcdOptions options() const {
     EtcdOptions options;
     options.endpoints = {endpoint()};
+    if (tls_) options.http.caFile = caFile();
     return options;
   }
 
@@ -92,6 +100,14 @@ class EtcdServer {
     }
     ::close(fd);
     return ntohs(address.sin_port);
+  }
+
+  // A self-signed certificate for 127.0.0.1, which is its own authority.
+  void makeCertificate() {
+    const std::string command = "openssl req -x509 -newkey rsa:2048 -nodes -days 2 -subj /CN=127.0.0.1"
+                                " -addext subjectAltName=IP:127.0.0.1 -keyout '" + directory_ +
+                                "/key.pem' -out '" + caFile() + "' >/dev/null 2>&1";
+    if (std::system(command.c_str()) != 0) throw std::runtime_error("openssl made no certificate");
   }
 
   void pickPorts() {
@@ -114,6 +130,10 @@ class EtcdServer {
                                    "--initial-cluster=test=" + peer,
                                    "--logger=zap",
                                    "--log-outputs=stderr"};
+    if (tls_) {
+      words.push_back("--cert-file=" + caFile());
+      words.push_back("--key-file=" + directory_ + "/key.pem");
+    }
     std::vector<char*> argv;
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -153,6 +173,7 @@ class EtcdServer {
   }
 
   std::string directory_;
+  bool tls_;
   pid_t pid_ = -1;
   int clientPort_ = 0;
   int peerPort_ = 0;

@@ -243,5 +243,51 @@ TEST_F(SyncTest, TwentyAgentsReachTheSameRevision) {
   }
 }
 
+// etcd over TLS, with authentication on: the agent signs in with a user
+// that may only read the prefix, its password in a file.
+class SecuredSyncTest : public SyncTest {
+ protected:
+  bool secured() const override { return true; }
+
+  void etcdctl(const std::string& words) {
+    const std::string command = "ETCDCTL_API=3 etcdctl --endpoints " + etcd_->endpoint() + " --cacert " +
+                                etcd_->caFile() + " " + words + " >/dev/null";
+    ASSERT_EQ(std::system(command.c_str()), 0) << words;
+  }
+  std::vector<std::string> securedArgs(std::vector<std::string> args, const std::string& user) {
+    args.insert(args.begin() + 3, {"--cacert", etcd_->caFile(), "--user", user, "--password-file", path("password")});
+    return args;
+  }
+};
+
+TEST_F(SecuredSyncTest, SignsInOverTlsAndFollowsWithItsToken) {
+  etcdctl("user add root:rootpw");
+  etcdctl("user grant-role root root");
+  etcdctl("user add agent:agentpw");
+  etcdctl("role add policy-reader");
+  etcdctl("role grant-permission policy-reader --prefix=true read /policy/");
+  etcdctl("user grant-role agent policy-reader");
+  etcdctl("auth enable");
+  etcdctl("--user root:rootpw put /policy/A '" + bucketWith(1) + "'");
+  tool::testing::writeFile(path("password"), "agentpw\n");
+
+  const auto once = tool(securedArgs(syncArgs(registry(), true), "agent"));
+  ASSERT_EQ(once.status, 0) << once.err;
+  EXPECT_EQ(subtree(), Json({{"/Policy/A", valuesWith(1)}}));
+  Agent agent(securedArgs(syncArgs(registry(), false), "agent"), path("agent.out"), path("agent.err"));
+  etcdctl("--user root:rootpw put /policy/B '" + bucketWith(2) + "'");
+  ASSERT_TRUE(agent.reaches(3)) << agent.err();
+  EXPECT_EQ(subtree(), Json({{"/Policy/A", valuesWith(1)}, {"/Policy/B", valuesWith(2)}}));
+
+  // A wrong password, and a server whose certificate is not trusted, are
+  // errors (exit 3), not waits.
+  const auto refused = tool(securedArgs(syncArgs(registry(), false), "root"));
+  EXPECT_EQ(refused.status, 3);
+  EXPECT_NE(refused.err.find("authentication failed"), std::string::npos) << refused.err;
+  std::vector<std::string> untrusted = syncArgs(registry(), true);
+  untrusted.insert(untrusted.begin() + 3, {"--user", "agent:agentpw"});
+  EXPECT_EQ(tool(untrusted).status, 3);
+}
+
 }  // namespace
 }  // namespace vesk::tarnhive::sync::testing

@@ -80,10 +80,12 @@ class SyncTest : public tool::testing::ToolTest {
 
   void SetUp() override {
     ToolTest::SetUp();
-    etcd_ = std::make_unique<EtcdServer>(path("etcd"));
+    etcd_ = std::make_unique<EtcdServer>(path("etcd"), secured());
     etcd_->start();
     client_ = std::make_unique<EtcdClient>(etcd_->options());
   }
+  virtual bool secured() const { return false; }  // TLS (and then passwords)
+
   void TearDown() override {
     etcd_.reset();
     ToolTest::TearDown();
