@@ -1,5 +1,6 @@
-// The rules that turn keys into buckets: names, parents, invalid values and
-// keys that name one bucket.
+// The rules that turn keys into buckets: names, parents, keys that name one
+// bucket, and values no bucket can hold. (Invalid values keeping a key's
+// last valid ones are tested end to end.)
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -65,19 +66,6 @@ TEST_F(PolicyStateTest, ParentsHoldNoValuesAndGoWithTheirLastKey) {
   EXPECT_EQ(kindOf(u"/S/A"), Desired::kAbsent);
   state_.remove("/p/never-there");
   EXPECT_TRUE(state_.bucketNames().empty());
-}
-
-TEST_F(PolicyStateTest, AnInvalidValueKeepsTheKeysLastValidValues) {
-  EXPECT_TRUE(skippedBy("/p/A", kInt).empty());
-  EXPECT_EQ(skippedBy("/p/A", "{not json"), std::vector<std::string>{"/p/A"});
-  EXPECT_EQ(numberIn(u"/S/A"), 1);
-  // A key that never had a valid value leaves its bucket as it is, and
-  // still needs its parents.
-  EXPECT_EQ(skippedBy("/p/B/C", R"({"n": {"type": "int32"}})"), std::vector<std::string>{"/p/B/C"});
-  EXPECT_EQ(kindOf(u"/S/B/C"), Desired::kHeld);
-  EXPECT_EQ(kindOf(u"/S/B"), Desired::kParent);
-  EXPECT_TRUE(skippedBy("/p/B/C", kOther).empty());
-  EXPECT_EQ(numberIn(u"/S/B/C"), 2);
 }
 
 TEST_F(PolicyStateTest, OfKeysNamingOneBucketTheFirstInKeyOrderApplies) {
