@@ -11,6 +11,9 @@
 #include <vector>
 
 #include "Commands.h"
+#if TARNHIVE_TOOL_SYNC
+#include "SyncCommands.h"
+#endif
 #include "ToolError.h"
 
 namespace {
@@ -124,6 +127,9 @@ int main(int argc, char** argv) {
   Arguments arguments;
   std::function<int()> run;
   addVerbs(app, global, arguments, run);
+#if TARNHIVE_TOOL_SYNC
+  vesk::tarnhive::sync::addSyncVerbs(app, global, run);
+#endif
   try {
     app.parse(argc, argv);
     if (app.got_subcommand("set")) {
