@@ -278,8 +278,15 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
 }
 
 bool compactionPays(const StoreState& state) noexcept {
+  // Below this many dead bytes a compaction saves less than it costs: it
+  // would rewrite and force a small file every other commit, and fold the
+  // commits of a busy small registry together for the processes that follow
+  // them.
+  constexpr std::int64_t kLeastDeadBytesWorthCompacting = std::int64_t{1} << 20;
   if (state.blockCount == 0) return false;
-  return state.validEnd > state.diskLimitBytes || state.deadBytes() * 2 >= state.validEnd;
+  if (state.validEnd > state.diskLimitBytes) return true;
+  const std::int64_t dead = state.deadBytes();
+  return dead >= kLeastDeadBytesWorthCompacting && dead * 2 >= state.validEnd;
 }
 
 }  // namespace vesk::tarnhive::store

@@ -225,8 +225,10 @@ TARNHIVE_CHILD_JOB(FeedCommits) {
 }
 
 TEST_F(ClientTest, TheFeedReportsEachCommitOfAnotherProcessOnceAndInOrder) {
-  // Each commit rewrites "/f" with one more link: the old copies soon fill
-  // half the file, and commits compact it.
+  // Each commit rewrites "/f" with one more link: the file soon passes its
+  // small size limit every few commits, which then compact it, and a
+  // follower that falls behind gets the folded commits.
+  writeOptions("DiskMaxRegistryFileSizeKB=16\n");
   test::ChildProcess follower({"FollowFeed", {root()}});
   EXPECT_EQ(test::runChild({"FeedCommits", {root()}}), 0);
   EXPECT_EQ(follower.wait(), 0);
