@@ -32,6 +32,17 @@ std::int64_t completeBlockAt(const FileImage& file, std::int64_t start) {
 
 }  // namespace
 
+bool endsABlock(orlo::osdep::BinaryFile& file, std::int64_t fileSize, std::int64_t end) {
+  if (end == 0) return true;
+  if (end < kBlockOverhead || end > fileSize) return false;
+  const std::int64_t trailer = end - kBlockStartFromEnd;
+  const std::int64_t start = readI64At(file, trailer);
+  if (start < 0 || start > end - kBlockOverhead) return false;
+  const FileImage header(file, start, start + kBlockHeaderSize);
+  const std::int64_t index = header.i64At(start + 8);
+  return header.i64At(start) == trailer && index >= start + kBlockHeaderSize && index <= trailer;
+}
+
 std::int64_t lastCompleteBlockEnd(orlo::osdep::BinaryFile& file, std::int64_t fileSize) {
   const FileImage image(file, 0, fileSize);
   std::int64_t end = 0;

@@ -11,6 +11,13 @@
 
 namespace vesk::tarnhive::store {
 
+// True when `end` is 0 or the end of a block of the first `fileSize` bytes:
+// the trailer before it names a start whose header points back at that
+// trailer. Neither the marker nor the checksum is read: this is the check
+// of a commit mark at every open, which must not read a whole compacted
+// file, and damage inside the block is the file check's to find.
+bool endsABlock(orlo::osdep::BinaryFile& file, std::int64_t fileSize, std::int64_t end);
+
 // The end of the last complete block of the first `fileSize` bytes of the
 // file; 0 when not even the first block is complete.
 std::int64_t lastCompleteBlockEnd(orlo::osdep::BinaryFile& file, std::int64_t fileSize);

@@ -8,6 +8,8 @@
 #include "vesk/orlo/IntegerText.h"
 #include "vesk/orlo/StringConversion.h"
 #include "vesk/orlo/osdep/FindFiles.h"
+#include "store/RegistryIo.h"
+#include "vesk/orlo/osdep/BinaryFile.h"
 #include "vesk/orlo/osdep/GetFileSize.h"
 #include "vesk/orlo/osdep/OSException.h"
 #include "vesk/orlo/osdep/Path.h"
@@ -52,7 +54,8 @@ void putValue(TextFile& mark, std::int64_t value) {
 }
 
 // Rewrites the mark in force in place; on failure puts its old value back
-// as well as it can, and throws.
+// as well as it can, and throws. Used where the mark was just made for a
+// new file set and may be shorter or longer than the new text.
 void rewriteMarkInPlace(const WideString& markPath, std::int64_t value, std::int64_t oldValue) {
   TextFile mark;
   try {
@@ -65,8 +68,31 @@ void rewriteMarkInPlace(const WideString& markPath, std::int64_t value, std::int
       restore.open(markPath, TextFile::kWRITE);
       putValue(restore, oldValue);
     } catch (...) {
-      // The mark stays as the failure left it; one that reads as empty is
-      // recovered from the file at the next open.
+      // The mark stays as the failure left it; one that reads as no number,
+      // or names no block end, is rebuilt from the file at the next open.
+    }
+    throw;
+  }
+}
+
+// Overwrites the digits of a mark whose text has the length of the new
+// text, without changing its length, and forces them to disk: one forced
+// write and no directory change. A power cut during the write can leave
+// the new digits, the old ones, or a mixture; whatever the mark then says is
+// checked against the blocks of the file at the next open, and the new
+// block was forced before, so every outcome opens as the old or the new
+// commit. On failure the old digits are put back as well as they can be,
+// which the next open checks as it checks any other.
+void overwriteDigits(const WideString& markPath, const orlo::NarrowString& digits,
+                     const orlo::NarrowString& oldDigits) {
+  orlo::osdep::BinaryFile mark;
+  try {
+    mark.open(markPath, orlo::osdep::BinaryFile::kREADWRITE);
+    writeAt(mark, 0, digits.c_str(), digits.length());
+  } catch (...) {
+    try {
+      if (mark.isOpen()) writeAt(mark, 0, oldDigits.c_str(), oldDigits.length());
+    } catch (...) {
     }
     throw;
   }
@@ -116,24 +142,72 @@ std::int64_t readMarkFile(const WideString& markPath) {
   return decimalOf(orlo::toWide(line));
 }
 
+std::int64_t markValueOrMinusOne(const WideString& markPath) {
+  if (orlo::osdep::GetFileSize(markPath) == 0) return -1;
+  try {
+    return readMarkFile(markPath);
+  } catch (const orlo::exception::UnableToConvert&) {
+    return -1;
+  }
+}
+
 void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
   if (inForce != nullptr) *inForce = false;
   const WideString oldMark = commitMarkPath(state, state.commitMarkNumber);
-  const WideString newMark = commitMarkPath(state, nextCommitMarkNumber(state.commitMarkNumber));
+  const std::int64_t nextNumber = nextCommitMarkNumber(state.commitMarkNumber);
+  const WideString newMark = commitMarkPath(state, nextNumber);
   if (state.commitMarkNumber == 0 && path::entryExists(newMark)) {
     // A new file set: commitmark.1 names the empty file and is the mark in
     // force; it takes the new end in place.
     rewriteMarkInPlace(newMark, validEnd, state.validEnd);
+    state.commitMarkNumber = nextNumber;
+    if (inForce != nullptr) *inForce = true;
+    return;
+  }
+  // The common commit: the mark in force keeps its name and takes the new
+  // end over its old digits, when the two have as many digits (the end only
+  // grows between compactions, so it gains a digit rarely). The literal
+  // write mode always writes a new mark.
+  const orlo::NarrowString digits = orlo::toNarrow(decimalText(validEnd));
+  if (!state.flushEveryWrite && state.commitMarkNumber > 0 &&
+      orlo::osdep::GetFileSize(oldMark) == static_cast<std::int64_t>(digits.length())) {
+    // Digits that could not be put back after a failure may name the new
+    // end: the caller cuts the block off, and the next open finds the mark
+    // beyond the end of the file and rebuilds it from the blocks.
+    overwriteDigits(oldMark, digits, orlo::toNarrow(decimalText(state.validEnd)));
     if (inForce != nullptr) *inForce = true;
     return;
   }
   writeNewMarkFile(newMark, validEnd, markPermissions(state));
-  // From here the new mark names the new valid end: the commit stands even
-  // if its directory entry cannot be forced to disk at once, or the old mark
-  // cannot be removed (the next scan removes it).
+  // The new mark counts once its directory entry is on disk. Should that
+  // fail, the new mark is taken away again and the old one stays in force:
+  // a failed commit is one that did not happen.
+  try {
+    path::syncDirectory(state.directory);
+  } catch (...) {
+    if (path::deleteFile(newMark, true)) throw;
+  }
+  const std::int64_t previous = state.commitMarkNumber;
+  state.commitMarkNumber = nextNumber;
   if (inForce != nullptr) *inForce = true;
-  path::syncDirectory(state.directory);
-  if (state.commitMarkNumber > 0 && path::entryExists(oldMark)) path::deleteFile(oldMark);
+  if (previous == 0 || !path::entryExists(oldMark)) return;
+  if (nextNumber > previous) {
+    // A stale old mark ranks below the new one: the next scan removes it if
+    // this removal does not last.
+    path::deleteFile(oldMark, true);
+    return;
+  }
+  // The numbers wrapped: the old mark would outrank commitmark.1, so its
+  // removal must be on disk before the commit counts.
+  try {
+    path::deleteFile(oldMark);
+    path::syncDirectory(state.directory);
+  } catch (...) {
+    if (inForce != nullptr) *inForce = false;
+    state.commitMarkNumber = previous;
+    path::deleteFile(newMark, true);
+    throw;
+  }
 }
 
 namespace {
@@ -208,15 +282,18 @@ void scanCommitMarks(StoreState& state) {
   // The newest mark wins and older ones go. A newest mark that is empty was
   // being written when the process ended: the mark before it, which is
   // removed only after the new one is complete, is still in force.
+  // A newest mark that holds no number (NUL bytes or a part of its digits
+  // from a write that a power cut stopped) is passed over in the same way.
   std::int64_t newest = 0;
   for (const FoundMark& mark : findMarks(state)) {
     if (newest == 0) {
-      if (orlo::osdep::GetFileSize(mark.path) == 0) {
+      const std::int64_t value = markValueOrMinusOne(mark.path);
+      if (value < 0) {
         path::deleteFile(mark.path);
         continue;
       }
       newest = mark.number;
-      state.validEnd = readMarkFile(mark.path);
+      state.validEnd = value;
     } else if (mark.number < newest) {
       path::deleteFile(mark.path);
     }
@@ -230,8 +307,8 @@ void deleteCommitMarks(const StoreState& state) {
 
 MarkInForce peekCommitMark(const StoreState& state) {
   for (const FoundMark& mark : findMarks(state)) {
-    if (orlo::osdep::GetFileSize(mark.path) == 0) continue;
-    return MarkInForce{mark.number, readMarkFile(mark.path)};
+    const std::int64_t value = markValueOrMinusOne(mark.path);
+    if (value >= 0) return MarkInForce{mark.number, value};
   }
   return MarkInForce{};
 }

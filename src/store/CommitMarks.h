@@ -20,20 +20,21 @@ inline constexpr std::int64_t kMaxCommitMarkNumber = 0xFFFFFFFFll;
 // The number of the mark that follows commitmark.`number`.
 std::int64_t nextCommitMarkNumber(std::int64_t number) noexcept;
 
-// Writes the next mark (commitmark.N+1, N = commitMarkNumber) holding
-// `validEnd` and then deletes commitmark.N. The mark and its directory entry
-// are forced to disk before the old mark goes. commitMarkNumber is left for
-// the caller to advance.
+// Makes `validEnd` the valid end on disk. Commonly the mark in force,
+// commitmark.N (N = commitMarkNumber), gets the new digits over its old
+// ones: one forced write, no directory change. When the digits are more
+// than the mark holds, and always in the literal write mode, the next mark
+// (commitmark.N+1) is written and forced, its directory entry forced, and
+// commitmark.N deleted; commitMarkNumber then names the new mark.
 //
-// The new mark is created exclusively, never through a link, with the
+// A new mark is created exclusively, never through a link, with the
 // permissions of the mark it replaces; whatever stood under its name before
-// is removed first. Only on a new file set (N = 0) is commitmark.1 itself
-// the mark in force, and it is rewritten in place.
+// is removed first. On a new file set (N = 0) commitmark.1 itself is the
+// mark in force, and it is rewritten in place.
 //
-// A failed write leaves the old mark in force (a new mark is removed, a mark
-// rewritten in place gets its old text back) and throws. `inForce`, when
-// given, tells a caller that catches a failure whether the new mark had
-// already taken effect (only the removal of the old mark failed).
+// A failure throws and leaves the old end in force as far as the disk
+// allows (a new mark is removed, old digits are put back); `inForce`, when
+// given, is true when the new end took effect all the same.
 void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = nullptr);
 
 // Finds the newest commit mark, deletes every other one, and takes its number
@@ -72,5 +73,8 @@ std::uint32_t markPermissions(const StoreState& state);
 
 // The decimal number in the first line of a mark file.
 std::int64_t readMarkFile(const orlo::WideString& path);
+
+// The number a mark holds, or -1 when it is empty or holds no number.
+std::int64_t markValueOrMinusOne(const orlo::WideString& path);
 
 }  // namespace vesk::tarnhive::store

@@ -116,7 +116,6 @@ void applyToIndex(StoreState& state, const BucketsByName& written, const NameSet
     state.deletedSet.insert(std::move(digest));
   }
   state.blockCount += 1;
-  state.commitMarkNumber = nextCommitMarkNumber(state.commitMarkNumber);
   state.validEnd = block.layout.end;
   state.blockTable[state.blockCount] = std::make_unique<BlockDescriptor>(block.descriptor);
   for (const auto& [name, named] : written) {
@@ -149,24 +148,23 @@ void commitBlock(StoreState& state, const BucketsByName& written, const NameSet&
   }
   for (const auto& [name, named] : written) state.deletedSet.erase(Digest(name));
 
+  // Two forced writes in the common case: the block, then the mark's new
+  // digits. A commit that reports a failure did not happen: its block is cut
+  // off and the old end stays in force.
   PendingBlock block;
-  bool markInForce = false;
   const bool wrote = storeRun(status, [&] {
     const std::vector<std::uint32_t> sizes = recordSizesOf(written, excluded);
     planBlock(state, written, deleted, sizes, excluded, block);
     const WritePlan plan = buildBlock(written, deleted, sizes, excluded, block);
     plan.writeTo(state.file, state.flushEveryWrite);
-    writeCommitMark(state, block.layout.end, &markInForce);
+    writeCommitMark(state, block.layout.end);
   });
-  if (!wrote && !markInForce) {
+  if (!wrote) {
     cutBack(state);
     return;
   }
-  // With the new mark in force the block counts on disk, so the index
-  // follows it even when the removal of the old mark failed.
   applyToIndex(state, written, deleted, block);
   state.announceChange();
-  if (!wrote) return;
   // Past the size limit a failed compaction is the commit's failure: the
   // registry cannot take more. One that only pays (half the file dead) is
   // tried again at a later commit when it fails, for example on Windows

@@ -149,6 +149,14 @@ void undoSwitch(StoreState& state, int done) noexcept {
 // Puts the compacted file in place. A crash between any two steps is
 // repaired by the next open; a failed rename in a living process is taken
 // back at once. Once the renames are done the new file is in force.
+//
+// The directory is forced between the renames whose order matters, since
+// a file system may keep renames that no sync separates in any order: the
+// compacted file must not take the name "registry.bin" before the old one
+// left it (the open would take the compacted file for the old one, and its
+// mark for a left-over), and the new mark must not take the name
+// commitmark.1 before the old file and every old mark are gone from their
+// names.
 void switchFiles(StoreState& state) {
   int done = 0;
   try {
@@ -157,8 +165,10 @@ void switchFiles(StoreState& state) {
     done = 1;
     path::rename(commitMarkPath(state, state.commitMarkNumber), state.oldMarkPath);
     done = 2;
+    path::syncDirectory(state.directory);
     path::rename(state.registryPath1, state.registryPath);
     done = 3;
+    path::syncDirectory(state.directory);
     path::rename(state.newMarkPath, commitMarkPath(state, 1));
     done = 4;
     path::syncDirectory(state.directory);
@@ -267,9 +277,19 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
     writeNewMarkFile(state.newMarkPath, end, markPermissions(state));
     path::syncDirectory(state.directory);
   });
-  // A failure before the switch leaves the old file and its mark in force;
-  // the next open removes ".1" and "newCommitmark".
-  if (finished && storeRun(status, [&] { switchFiles(state); })) {
+  // A failure before the switch leaves the old file and its mark in force.
+  // What the compaction wrote goes at once: on a full disk a partial ".1"
+  // would hold the last free bytes that the next commits need.
+  if (!finished) {
+    out.file.close();
+    TarnhiveStatus ignored;
+    storeRun(&ignored, [&] {
+      path::deleteFile(state.registryPath1, true);
+      path::deleteFile(state.newMarkPath, true);
+    });
+    return false;
+  }
+  if (storeRun(status, [&] { switchFiles(state); })) {
     state.announceChange();
     adoptCompacted(state, out, end, status);
     state.overLimitFlag = state.validEnd > state.diskLimitBytes;

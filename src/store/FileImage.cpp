@@ -49,7 +49,9 @@ Digest FileImage::digestAt(std::int64_t at) const {
 }
 
 const std::uint8_t* FileImage::bytesAt(std::int64_t at, std::int64_t count) const noexcept {
-  if (at < base_ || count < 0 || at + count > end()) return nullptr;
+  // Compared as distances, so that a count near the largest offset (read
+  // from a damaged file) cannot overflow.
+  if (at < base_ || count < 0 || at > end() || count > end() - at) return nullptr;
   return bytes_.data() + (at - base_);
 }
 

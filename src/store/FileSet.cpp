@@ -23,9 +23,14 @@ void deleteIfExists(const orlo::WideString& file) {
 // The new file is in place as "registry.bin" and "newCommitmark" names its
 // length: whatever numbered mark is left belongs to the old file. The new
 // mark takes its place, and the marks are scanned again.
+// The old marks' removal is forced before the new mark takes the name
+// commitmark.1: an old mark that came back after a power cut would outrank
+// it.
 void takeNewMark(StoreState& state) {
   deleteCommitMarks(state);
+  path::syncDirectory(state.directory);
   path::rename(state.newMarkPath, commitMarkPath(state, 1));
+  path::syncDirectory(state.directory);
   scanCommitMarks(state);
 }
 
@@ -42,20 +47,25 @@ void repairCompacting(StoreState& state) {
 // leaves the state below, which the next open finishes.
 void repairSwitchedAway(StoreState& state) {
   path::rename(state.registryPath1, state.registryPath);
+  path::syncDirectory(state.directory);
   takeNewMark(state);
   path::deleteFile(state.registryPath2);
   deleteIfExists(state.oldMarkPath);
 }
 
-// Only reachable when something outside the store removed "newCommitmark":
-// put the old file back. The deletion of the missing "newCommitmark" fails on
-// purpose, so this open reports the failure and the next one finds the
-// normal case.
+// Only reachable when something outside the store removed "newCommitmark"
+// or the compacted file: the old file, which holds every commit, goes back
+// with its mark, and what is left of the compaction is removed.
 void repairSwitchedAwayNoMark(StoreState& state) {
   path::rename(state.registryPath2, state.registryPath);
-  path::deleteFile(state.registryPath1);
-  path::deleteFile(state.newMarkPath);
-  path::rename(state.oldMarkPath, commitMarkPath(state, 1));
+  if (path::entryExists(state.oldMarkPath)) {
+    deleteCommitMarks(state);
+    path::syncDirectory(state.directory);
+    path::rename(state.oldMarkPath, commitMarkPath(state, 1));
+  }
+  path::syncDirectory(state.directory);
+  path::deleteFile(state.registryPath1, true);
+  path::deleteFile(state.newMarkPath, true);
   scanCommitMarks(state);
 }
 
@@ -83,9 +93,22 @@ void recoverValidEnd(StoreState& state) {
   const std::int64_t end = lastCompleteBlockEnd(state.file, state.fileSize);
   if (end == 0) orlo::exception::raise(orlo::exception::DeserializationError(), kSource, __LINE__);
   state.resetFlag = true;
-  state.validEnd = end;
   writeCommitMark(state, end);
-  state.commitMarkNumber = nextCommitMarkNumber(state.commitMarkNumber);
+  state.validEnd = end;
+}
+
+// The mark holds a number that ends no block: a power cut stopped the
+// rewrite of its digits after the commit's block was forced, or the mark
+// was damaged. When the file is complete blocks from start to end, the
+// commit that wrote the last one stands and the mark is written for its
+// end. Anything else is damage: the file is left as it is, nothing cut.
+void rebuildMark(StoreState& state) {
+  const std::int64_t end = lastCompleteBlockEnd(state.file, state.fileSize);
+  if (end == 0 || end != state.fileSize) {
+    orlo::exception::raise(orlo::exception::DeserializationError(), kSource, __LINE__);
+  }
+  writeCommitMark(state, end);
+  state.validEnd = end;
 }
 
 void openRegistryFile(StoreState& state) {
@@ -114,6 +137,9 @@ FileSetCase classifyFileSet(const StoreState& state) {
     return path::exists(state.newMarkPath) ? FileSetCase::kSwitchedAway
                                            : FileSetCase::kSwitchedAwayNoMark;
   }
+  // The old file moved away and no compacted file to put in its place:
+  // only something outside the store does that. The old file goes back.
+  if (!registry && previous) return FileSetCase::kSwitchedAwayNoMark;
   if (registry && previous) return FileSetCase::kSwitched;
   return FileSetCase::kNothing;
 }
@@ -140,16 +166,24 @@ void openFileSet(StoreState& state) {
   }
 
   openRegistryFile(state);
-  if (state.commitMarkNumber == 0 && state.fileSize > 0) recoverValidEnd(state);
-  // A mark that names an end before the first block could end is damage;
-  // the file is left as it is.
-  if (state.validEnd < 0 || (state.validEnd > 0 && state.validEnd < kBlockOverhead)) {
-    orlo::exception::raise(orlo::exception::DeserializationError(), kSource, __LINE__);
+  if (state.commitMarkNumber == 0 && state.fileSize > 0) {
+    recoverValidEnd(state);
+  } else if (state.fileSize == 0 && state.validEnd != 0) {
+    // The file was lost: it is made again, empty, and the mark says so.
+    state.resetFlag = true;
+    state.validEnd = 0;
+  } else if (!endsABlock(state.file, state.fileSize, state.validEnd)) {
+    rebuildMark(state);
   }
-  // An interrupted commit left bytes beyond the valid end; cut them off (or
-  // extend a file that is too short with zero bytes).
+  // An interrupted commit left bytes beyond the valid end; cut them off.
   if (state.fileSize > 0 && state.fileSize != state.validEnd) resizeFile(state.file, state.validEnd);
-  if (state.fileSize == 0) writeCommitMark(state, state.validEnd);
+  // An empty file set gets its mark; commitmark.1 of a new one stays the
+  // mark in force and takes the first commit's end in place.
+  if (state.fileSize == 0) {
+    const bool newSet = state.commitMarkNumber == 0;
+    writeCommitMark(state, state.validEnd);
+    if (newSet) state.commitMarkNumber = 0;
+  }
 }
 
 }  // namespace vesk::tarnhive::store

@@ -160,6 +160,11 @@ void SingleFileBucketStore::commit(const BucketsByName& written, const NameSet& 
                                    TarnhiveStatus* status) {
   if (failed(status)) return;
   CriticalSectionLock hold(lock_);
+  // An empty commit writes nothing, but a store that is not open says so.
+  if (!state_.isOpen) {
+    setStatus(status, kSTOREMISSING);
+    return;
+  }
   if (written.empty() && deleted.empty()) return;
   if (!readyForUse(status)) return;
   storeRun(status, [&] { store::commitBlock(state_, written, deleted, status); });

@@ -82,7 +82,8 @@ TEST_F(StoreRefreshTest, OpenLoadsSeveralBlocksWithoutCompactingThem) {
   const auto size = std::filesystem::file_size(path("registry.bin"));
   auto store = openStore();
   EXPECT_EQ(std::filesystem::file_size(path("registry.bin")), size);
-  EXPECT_EQ(commitMarks(), std::vector<std::string>{"commitmark.4"});
+  EXPECT_EQ(commitMarks().size(), 1u);
+  EXPECT_EQ(readText(path(commitMarks().at(0))), std::to_string(size));
   EXPECT_EQ(contentOf(*store, kNames), (Content{{"/a", 2}, {"/big", 0}}));
 }
 

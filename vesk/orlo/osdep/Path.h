@@ -63,8 +63,9 @@ void rename(const WideString& from, const WideString& to);
 // deleted in it) to disk. Throws the OS exception (line 1280) on failure;
 // a platform without the call does nothing.
 void syncDirectory(const WideString& path);
-// Creates the directory `path` and every missing parent; an existing
-// directory is left alone. Throws the OS exception (line 1124) when a
+// Creates the directory `path` and every missing parent, each forced into
+// its parent directory (where the platform can); an existing directory is
+// left alone. Throws the OS exception (line 1124) when a
 // directory cannot be made or a part of the path is a file.
 void createDirectories(const WideString& path);
 

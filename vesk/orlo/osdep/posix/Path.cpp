@@ -32,12 +32,13 @@ bool statFollowing(const WideString& path, struct stat& status) {
 }
 
 // Makes one directory; an existing directory counts as made.
-void makeDirectory(const NarrowString& path) {
-  if (posix::sys().mkdir(path.c_str(), 0777) == 0) return;
+// Makes one directory; true when it was made, false when it stood already.
+bool makeDirectory(const NarrowString& path) {
+  if (posix::sys().mkdir(path.c_str(), 0777) == 0) return true;
   const int error = errno;
   struct stat status {};
   if (error == EEXIST && posix::sys().stat(path.c_str(), &status) == 0) {
-    if (S_ISDIR(status.st_mode)) return;
+    if (S_ISDIR(status.st_mode)) return false;
     posix::throwError(ENOTDIR, kPATH_CREATE_DIRECTORY);
   }
   posix::throwError(error, kPATH_CREATE_DIRECTORY);
@@ -136,10 +137,19 @@ void createDirectories(const WideString& path) {
   if (isDirectory(path)) return;
   if (!isValid(path)) posix::throwError(ENOENT, kPATH_CREATE_DIRECTORY);
   const NarrowString narrow = toNarrow(path);
+  // Each directory made is forced into its parent: files forced to disk
+  // inside a directory whose own entry was lost would be lost with it.
+  const auto make = [](const NarrowString& directory) {
+    if (!makeDirectory(directory)) return;
+    std::uint32_t slash = directory.length();
+    while (slash > 0 && directory[slash - 1] != '/') --slash;
+    const NarrowString parent = slash <= 1 ? NarrowString("/") : directory.substring(0, slash - 1);
+    syncDirectory(toWide(slash == 0 ? NarrowString(".") : parent));
+  };
   for (std::uint32_t i = 1; i < narrow.length(); ++i) {
-    if (narrow[i] == '/' && narrow[i - 1] != '/') makeDirectory(narrow.substring(0, i));
+    if (narrow[i] == '/' && narrow[i - 1] != '/') make(narrow.substring(0, i));
   }
-  makeDirectory(narrow);
+  make(narrow);
 }
 
 }  // namespace vesk::orlo::osdep::path
