@@ -3,13 +3,17 @@
 // (tarnhive/__init__.py) gives the public classes; this module hands it
 // plain payloads (PythonValues.h) and raises its exceptions
 // (tarnhive/_errors.py). The interpreter lock is released wherever the
-// library may wait for the registry lock.
+// library may wait for the registry lock or for a commit.
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
+#include <chrono>
+#include <cmath>
 #include <memory>
 
 #include "Encoding.h"
+#include "Feed.h"
 #include "PythonValues.h"
 #include "Registry.h"
 #include "ToolError.h"
@@ -122,6 +126,45 @@ class NativeChange {
   std::unique_ptr<Change> change_;
 };
 
+// Waits for a commit up to `timeout` seconds (none: for ever). The wait goes
+// in short slices with the interpreter lock released, and Python's signal
+// handlers run between them, so that Ctrl-C raises KeyboardInterrupt
+// within a slice.
+bool waitForCommit(Feed& feed, std::optional<double> timeout) {
+  constexpr std::uint32_t kSliceMilliseconds = 200;
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point start = Clock::now();
+  const double limit = timeout ? std::max(0.0, *timeout) * 1000.0 : 0.0;
+  for (;;) {
+    std::uint32_t slice = kSliceMilliseconds;
+    if (timeout) {
+      const double spent = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+      slice = static_cast<std::uint32_t>(std::clamp(std::ceil(limit - spent), 0.0, double(slice)));
+    }
+    bool changed = false;
+    {
+      py::gil_scoped_release unlocked;
+      changed = feed.wait(slice);
+    }
+    if (changed) return true;
+    if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+    if (timeout && slice == 0) return false;
+  }
+}
+
+py::list readChanges(Feed& feed) {
+  std::vector<FeedChange> changes;
+  {
+    py::gil_scoped_release unlocked;
+    changes = feed.read();
+  }
+  py::list found;
+  for (const FeedChange& change : changes) {
+    found.append(py::make_tuple(change.commit, textOf(change.bucket), change.written, change.net));
+  }
+  return found;
+}
+
 std::unique_ptr<Registry> openRegistry(const std::string& directory, const std::string& iniFile) {
   const auto directoryUnits = tool::fromUtf8(directory);
   const auto iniUnits = tool::fromUtf8(iniFile);
@@ -181,7 +224,19 @@ PYBIND11_MODULE(_tarnhive, module) {
           [](Registry& r, std::optional<double> timeout) {
             return std::make_unique<NativeChange>(r, timeout);
           },
+          py::keep_alive<0, 1>())
+      .def(
+          "watch",
+          [](Registry&, const py::str& path) {
+            const std::u16string root = unitsOf(path);
+            py::gil_scoped_release unlocked;
+            return std::make_unique<Feed>(root);
+          },
           py::keep_alive<0, 1>());
+
+  py::class_<Feed>(module, "Feed")
+      .def("wait", &waitForCommit, py::arg("timeout"))
+      .def("read", &readChanges);
 
   py::class_<NativeChange>(module, "Change")
       .def("set", &NativeChange::set)

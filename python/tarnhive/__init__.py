@@ -6,6 +6,8 @@ buckets holding typed values, shared by every process of the machine.
     with reg.update() as u:
         u.set("/Acme/Editor", "zoom", tarnhive.Float32(1.25))
     print(reg.get("/Acme/Editor")["zoom"])
+    for change in reg.watch("/Acme", timeout=60):
+        print(change.commit, change.bucket, change.written)
 
 Values read back as the class of their registry type (Int16, Float32,
 String, Narrow, Array, ...), each a subclass of the Python type it behaves
@@ -14,12 +16,12 @@ library raise tarnhive.Error or one of its subclasses.
 """
 
 from ._errors import Damaged, DiskFull, Error, LockTimeout, NotFound
-from ._registry import Bucket, Registry, Update, open
+from ._registry import Bucket, Change, Registry, Update, open
 from ._values import (Array, Binary, Bool, Digest, Float32, Float64, Int8, Int16, Int32, Int64,
                       Narrow, String, UInt8, UInt16, UInt32, UInt64)
 
 __all__ = [
-    "open", "Registry", "Bucket", "Update",
+    "open", "Registry", "Bucket", "Update", "Change",
     "Error", "NotFound", "Damaged", "DiskFull", "LockTimeout",
     "Int8", "UInt8", "Int16", "UInt16", "Int32", "UInt32", "Int64", "UInt64",
     "Float32", "Float64", "Bool", "String", "Narrow", "Binary", "Digest", "Array",

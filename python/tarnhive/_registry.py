@@ -4,15 +4,16 @@ from __future__ import annotations
 
 import os
 import threading
+import time
 from collections.abc import Iterator, Mapping
-from typing import Any, Optional, Union
+from typing import Any, NamedTuple, Optional, Union
 
 from . import _tarnhive
 from ._errors import Error
 from ._values import (Array, Binary, Bool, Digest, Float32, Float64, Int8, Int16, Int32, Int64,
                       Narrow, String, UInt8, UInt16, UInt32, UInt64, _Integer)
 
-__all__ = ["open", "Registry", "Bucket", "Update"]
+__all__ = ["open", "Registry", "Bucket", "Update", "Change"]
 
 Value = Union[int, float, bool, str, bytes, list]
 PathLike = Union[str, "os.PathLike[str]"]
@@ -189,6 +190,38 @@ class Update:
         self._open().delete(path, name)
 
 
+class Change(NamedTuple):
+    """One bucket changed by one commit, as Registry.watch yields it."""
+
+    commit: int
+    """The commit's number in the change feed: the buckets of one commit
+    share it, and every later commit of the registry has a greater one."""
+    bucket: str
+    """The bucket's full name."""
+    written: bool
+    """True when the commit wrote the bucket, False when it deleted it."""
+    net: bool
+    """True when the commit is the net change of several commits that a
+    compaction folded before this process read them: each bucket they
+    wrote or deleted comes once."""
+
+
+def _follow(feed: _tarnhive.Feed, timeout: Optional[float]) -> Iterator[Change]:
+    deadline = None if timeout is None else time.monotonic() + timeout
+    while True:
+        remaining = None if deadline is None else max(0.0, deadline - time.monotonic())
+        if not feed.wait(remaining):
+            return
+        changes = feed.read()
+        # Commits that touched only other buckets leave the time running.
+        if not changes:
+            continue
+        for commit, bucket, written, net in changes:
+            yield Change(commit, bucket, written, net)
+        if timeout is not None:
+            deadline = time.monotonic() + timeout
+
+
 class Registry:
     """The registry of this process (see tarnhive.open)."""
 
@@ -226,6 +259,18 @@ class Registry:
         for the registry lock in seconds (None: as long as it takes);
         LockTimeout when it passes. A process has one update open at a time."""
         return Update(self, timeout)
+
+    def watch(self, path: str = "/", timeout: Optional[float] = None) -> Iterator[Change]:
+        """The changes that commits of any process, this one included, make
+        to the bucket `path` or below it, from now on: each bucket written or
+        deleted by a commit as a Change, once, commit by commit in order (by
+        name within a commit).
+
+        The iteration waits for commits for ever, or with `timeout` (seconds)
+        ends when no change has come for that long. Ctrl-C stops the wait
+        (KeyboardInterrupt). The bucket need not exist yet.
+        """
+        return _follow(self._native.watch(path), timeout)
 
     def export(self, path: str = "/") -> str:
         """The subtree as JSON, the same text as ``tarnhive export``."""
