@@ -280,16 +280,26 @@ bool compact(StoreState& state, TarnhiveStatus* status) {
   // A failure before the switch leaves the old file and its mark in force.
   // What the compaction wrote goes at once: on a full disk a partial ".1"
   // would hold the last free bytes that the next commits need.
-  if (!finished) {
+  const auto removeOutput = [&] {
     out.file.close();
     TarnhiveStatus ignored;
     storeRun(&ignored, [&] {
       path::deleteFile(state.registryPath1, true);
       path::deleteFile(state.newMarkPath, true);
     });
+  };
+  if (!finished) {
+    removeOutput();
     return false;
   }
-  if (storeRun(status, [&] { switchFiles(state); })) {
+  const bool switched = storeRun(status, [&] { switchFiles(state); });
+  // A switch that was taken back leaves the old file and mark in their
+  // places; the compacted file and its mark go as above.
+  if (!switched && path::exists(state.registryPath) &&
+      path::entryExists(commitMarkPath(state, state.commitMarkNumber))) {
+    removeOutput();
+  }
+  if (switched) {
     state.announceChange();
     adoptCompacted(state, out, end, status);
     state.overLimitFlag = state.validEnd > state.diskLimitBytes;

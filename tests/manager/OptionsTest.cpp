@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
 #include <string>
 
@@ -48,6 +49,18 @@ TEST_F(OptionsTest, DefaultsApplyWithoutFileOrSection) {
     EXPECT_EQ(options.updateCacheLimitBytes(), 104857u);
   }
 }
+
+#if !defined(_WIN32)
+// An options file is only read: one kept elsewhere and linked in place
+// (as configuration managers do) is read like any other.
+TEST_F(OptionsTest, AnOptionsFileThatIsASymbolicLinkIsRead) {
+  std::ofstream(dir_.path("real.ini"), std::ios::binary) << "[Tarnhive]\nMemoryCacheSizeLimitKB=2048\n";
+  std::filesystem::create_symlink(dir_.path("real.ini"), dir_.path("Tarnhive.ini"));
+  const Options options(dir_.wide("Tarnhive.ini"), &status_);
+  EXPECT_EQ(status_.code, 0);
+  EXPECT_EQ(options.integerValue(kMEMORYCACHESIZELIMITKB), 2048);
+}
+#endif
 
 TEST_F(OptionsTest, FileValuesCommentsAndPartialSections) {
   const Options options = load(

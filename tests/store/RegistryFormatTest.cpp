@@ -3,6 +3,7 @@
 // blocks and their deletion entries are read back from the golden
 // registries, and after every crash point in StoreCrashTest.)
 #include "store/RegistryFormat.h"
+#include "store/FileImage.h"
 #include "store/StoreFixture.h"
 #include "vesk/orlo/osdep/Sha256.h"
 
@@ -96,6 +97,18 @@ TEST_F(RegistryFormatTest, ACompactionWritesOneBlockInDigestOrder) {
   EXPECT_EQ(commitMarks(), std::vector<std::string>{"commitmark.1"});
   EXPECT_EQ(readText(path("commitmark.1")), std::to_string(file.size()));
   EXPECT_EQ(contentOf(*store, {"/a", "/b", "/c"}), (Content{{"/a", 1}, {"/b", 20}}));
+}
+
+// Lengths read from a damaged file may be anything: a range that runs past
+// the image, however far, is not in it (and computing that cannot overflow).
+TEST(FileImageTest, ARangeBeyondTheImageIsAbsentWhateverItsLength) {
+  const store::FileImage image(100, Bytes(64, 7));
+  EXPECT_NE(image.bytesAt(100, 64), nullptr);
+  EXPECT_EQ(image.bytesAt(100, 65), nullptr);
+  EXPECT_EQ(image.bytesAt(108, INT64_MAX - 4), nullptr);
+  EXPECT_EQ(image.bytesAt(INT64_MAX - 2, 8), nullptr);
+  EXPECT_EQ(image.bytesAt(99, 1), nullptr);
+  EXPECT_EQ(image.i64At(160), 0x07070707);  // half outside: zeros there
 }
 
 }  // namespace

@@ -54,6 +54,20 @@ TEST_F(StoreFileSafetyTest, NoWriteGoesThroughAPlantedLink) {
             (Content{{"/a", 1}, {"/b", 2}, {"/c", 3}}));
 }
 
+// "registry.bin" is written in place: as a link it is refused with the OS
+// error, and the file it points at is left alone.
+TEST_F(StoreFileSafetyTest, ARegistryFileThatIsALinkIsRefused) {
+  makeTwoBlocks();
+  fs::rename(path("registry.bin"), elsewhere_.path("registry.bin"));
+  fs::create_symlink(elsewhere_.path("registry.bin"), path("registry.bin"));
+  const Bytes before = readFile(elsewhere_.path("registry.bin"));
+  std::int32_t code = 0;
+  openStore(&code);
+  EXPECT_EQ(code, kOSERROR);
+  EXPECT_EQ(readFile(elsewhere_.path("registry.bin")), before);
+  EXPECT_TRUE(fs::is_symlink(fs::symlink_status(path("registry.bin"))));
+}
+
 TEST_F(StoreFileSafetyTest, ReplacedFilesKeepTheirPermissions) {
   makeTwoBlocks();
   ::chmod(path("registry.bin").c_str(), 0666);

@@ -119,6 +119,14 @@ TEST_P(StorePowerCutTest, ACommitWhoseEndGainsADigitWritesANewMark) {
       path(), [&] { ASSERT_EQ(commit(*openStore(), {{"/big", 0}}, {}, 1000), 0); }, kOld, after);
 }
 
+TEST_P(StorePowerCutTest, ACommitThatWrapsTheMarkNumberOutranksTheOldMark) {
+  twoBlocks();
+  fs::rename(path(commitMarks().at(0)), path("commitmark.4294967295"));
+  const Content after{{"/a", 1}, {"/b", 2}, {"/big", 0}};
+  expectOldOrNew(
+      path(), [&] { ASSERT_EQ(commit(*openStore(), {{"/big", 0}}, {}, 1000), 0); }, kOld, after);
+}
+
 TEST_P(StorePowerCutTest, ACommitThatCompactsIsOldOrNew) {
   // Records of about 600 bytes and a limit of 1 KiB: the commit leaves the
   // file over the limit and compacts it.

@@ -34,8 +34,8 @@ class BinaryFile {
   BinaryFile& operator=(const BinaryFile&) = delete;
 
   // Opens `path` with the mode bits above (the store uses kREADWRITE, and
-  // kCREATE | kTRUNCATE | kREADWRITE). A symbolic link at `path` is not
-  // followed: the open fails. Throws PosixError (BinaryFile, line
+  // kCREATE | kTRUNCATE | kREADWRITE). A mode that writes does not follow
+  // a symbolic link at `path`: the open fails; kREAD follows one. Throws PosixError (BinaryFile, line
   // 239) when the system refuses, and with EINVAL when this object is
   // already open or the access bits are 3.
   void open(const WideString& path, std::uint32_t mode);

@@ -30,7 +30,11 @@ int openFlags(std::uint32_t mode) noexcept {
   }
   if (mode & BinaryFile::kTRUNCATE) flags |= O_TRUNC;
   if (mode & BinaryFile::kCREATE) flags |= O_CREAT;
-  return flags | O_NOFOLLOW;
+  // A file opened for writing is never reached through a symbolic link, so
+  // that a link planted in a shared directory cannot send writes elsewhere;
+  // a file that is only read (an options file) may be one.
+  if ((mode & 3u) != BinaryFile::kREAD) flags |= O_NOFOLLOW;
+  return flags;
 }
 
 }  // namespace
