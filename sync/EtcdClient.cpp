@@ -43,7 +43,7 @@ KeyValue keyValueOf(const Json& kv) {
 Json parseReply(const std::string& text, long status, const std::string& where) {
   try {
     return Json::parse(text);
-  } catch (const Json::parse_error&) {
+  } catch (const Json::exception&) {  // parse_error, or out_of_range for a huge number
     const EtcdFailure failure = status >= 500 ? EtcdFailure::kUnavailable : EtcdFailure::kRejected;
     throw EtcdError(failure, where + ": HTTP " + std::to_string(status) + ": " + text.substr(0, 200));
   }

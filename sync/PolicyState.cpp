@@ -45,7 +45,8 @@ NamedValues bucketValuesOf(const std::string& text, const std::string& where) {
   tool::Json json;
   try {
     json = tool::Json::parse(text);
-  } catch (const tool::Json::parse_error& error) {
+  } catch (const tool::Json::exception& error) {
+    // A number beyond the doubles comes as out_of_range, not parse_error.
     tool::fail(tool::kExitUsage, where + ": not well-formed JSON: " + error.what());
   }
   NamedValues values = tool::valuesFromJson(json, where);

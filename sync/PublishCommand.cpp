@@ -43,7 +43,7 @@ std::map<std::string, tool::Json> localKeys(tool::Session& session, const std::u
 bool holds(const KeyValue& kv, const tool::Json& values) {
   try {
     return tool::Json::parse(kv.value) == values;
-  } catch (const tool::Json::parse_error&) {
+  } catch (const tool::Json::exception&) {  // parse_error, or out_of_range for a huge number
     return false;
   }
 }

@@ -86,7 +86,8 @@ TEST(BucketValuesTest, RefusesWhatNoBucketCanHold) {
   EXPECT_TRUE(bucketValuesOf("{}", "k").empty());
   const std::string digest(64, '0');
   for (const std::string& text :
-       std::vector<std::string>{std::string("[]"), std::string("{"), std::string(R"({"": {"type": "int8", "value": 1}})"),
+       std::vector<std::string>{std::string("[]"), std::string("{"), std::string(R"({"a": 1e999})"),
+        std::string(R"({"": {"type": "int8", "value": 1}})"),
         std::string(R"({"a": {"type": "int8", "value": 1}, "A": {"type": "int8", "value": 2}})"),
         R"({"d": {"type": "digest", "value": ")" + digest + "\"}}"}) {
     EXPECT_THROW(bucketValuesOf(text, "k"), tool::ToolError) << text;

@@ -26,15 +26,6 @@ constexpr int kVersion = 1;
 
 using Plan = std::map<std::u16string, NamedValues>;
 
-Json readDocument() {
-  std::string text((std::istreambuf_iterator<char>(std::cin)), std::istreambuf_iterator<char>());
-  try {
-    return Json::parse(text);
-  } catch (const Json::parse_error& error) {
-    fail(kExitUsage, std::string("standard input is not well-formed JSON: ") + error.what());
-  }
-}
-
 std::u16string importRoot(const Json& document, const std::optional<std::u16string>& root) {
   if (root) return normalizeName(*root);
   if (!document.contains("root")) return u"/";
@@ -113,6 +104,16 @@ std::vector<std::u16string> bucketsToDelete(Session& session, const std::u16stri
 
 }  // namespace
 
+// The parser reports a number too large for a double as out_of_range, not
+// as a parse_error: both are malformed input.
+Json parseDocument(const std::string& text) {
+  try {
+    return Json::parse(text);
+  } catch (const Json::exception& error) {
+    fail(kExitUsage, std::string("standard input is not well-formed JSON: ") + error.what());
+  }
+}
+
 Json exportDocument(Session& session, const std::u16string& root, bool progress) {
   const std::vector<RefPtr<IBucket>> buckets = session.subtree(root);
   Json document{{"format", kFormat}, {"version", kVersion}, {"root", nameKey(root)}};
@@ -161,7 +162,8 @@ void exportTree(const GlobalOptions& options, const std::string& path) {
 
 void importTree(const GlobalOptions& options, const std::optional<std::string>& path,
                 bool replace) {
-  const Json document = readDocument();
+  const Json document = parseDocument(
+      std::string(std::istreambuf_iterator<char>(std::cin), std::istreambuf_iterator<char>()));
   const ImportPlan plan =
       planImport(document, path ? std::optional(normalizePath(*path)) : std::nullopt, replace);
   Session session(options);

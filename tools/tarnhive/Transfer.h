@@ -15,6 +15,10 @@
 
 namespace vesk::tarnhive::tool {
 
+// An export document from its text; fails (usage) when the text is not
+// well-formed JSON.
+Json parseDocument(const std::string& text);
+
 // The document of the subtree at `root`; fails (exit 1) when the bucket does
 // not exist. `progress` shows a progress line (Output.h).
 Json exportDocument(Session& session, const std::u16string& root, bool progress);
