@@ -1,6 +1,7 @@
 // Digests of names, checked against the SHA-256 of the expected lower-cased
-// UTF-16LE bytes (the hash itself is pinned by Sha256Test), the empty-name
-// rules, their order and their byte record.
+// UTF-16LE bytes (the hash itself pinned by published known answers, on
+// each platform's SHA-256), the empty-name rules, their order and their
+// byte record.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -42,6 +43,33 @@ std::string narrow(const WideString& text) { return std::string(text.begin(), te
 Digest digestFromBytes(const Bytes& bytes) {
   const unsigned char* cursor = bytes.data();
   return Digest(cursor, bytes.data() + bytes.size());
+}
+
+std::string hexOf(const Bytes& bytes) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const unsigned char byte : bytes) {
+    text += kDigits[byte >> 4];
+    text += kDigits[byte & 15];
+  }
+  return text;
+}
+
+// The published known answers of SHA-256, and one digest pinned whole, so
+// that the reference above is a hash and the same on every platform.
+TEST(DigestTest, TheHashGivesTheKnownAnswersOfSha256) {
+  const auto hash = [](const std::string& text) {
+    Bytes out{};
+    orlo::osdep::sha256(reinterpret_cast<const unsigned char*>(text.data()), text.size(), out.data());
+    return hexOf(out);
+  };
+  EXPECT_EQ(hash("abc"), "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
+  EXPECT_EQ(hash("abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq"),
+            "248d6a61d20638b8e5c026930c3e6039a33ce45964ff2167f6ecedd419db06c1");
+  EXPECT_EQ(hash(std::string(1000000, 'a')),
+            "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
+  EXPECT_EQ(hexOf(bytesOf(Digest(WideString(u"/Vesk/Settings")))),
+            "7d5770dc3225fbb598cffabe6614a0f954a8e98d6852b18c14f88cb8e76b14c5");
 }
 
 TEST(DigestTest, HashesTheLowerCasedUtf16LeBytesOfTheName) {
