@@ -39,10 +39,8 @@ std::string summary(const DiskState& state) {
   return text;
 }
 
-class StorePowerCutTest : public StoreFixture, public ::testing::WithParamInterface<bool> {
+class PowerCutFixture : public StoreFixture {
  protected:
-  void SetUp() override { flushEveryWrite_ = GetParam(); }
-
   // Records `run` on `directory`, then opens every state a power cut could
   // leave and checks it holds `before` or `after` (only `after` once the
   // run has returned). Returns the recorder's counts for further checks.
@@ -100,6 +98,14 @@ class StorePowerCutTest : public StoreFixture, public ::testing::WithParamInterf
 
   test::TempDirectory scratch_;
 };
+
+// Run in both write modes.
+class StorePowerCutTest : public PowerCutFixture, public ::testing::WithParamInterface<bool> {
+ protected:
+  void SetUp() override { flushEveryWrite_ = GetParam(); }
+};
+
+class LiteralWriteModeTest : public PowerCutFixture {};
 
 TEST_P(StorePowerCutTest, ACommitIsOldOrNewAndLastsOnceReturned) {
   twoBlocks();
@@ -168,8 +174,8 @@ TEST_P(StorePowerCutTest, AnOpenThatCutsAnUnfinishedBlockKeepsTheContent) {
 
 // The literal mode writes the same bytes as the common one, and forces each
 // piece before it writes the next.
-TEST_P(StorePowerCutTest, TheLiteralModeForcesEveryPieceOfTheSameBytes) {
-  if (!flushEveryWrite_) GTEST_SKIP() << "the literal mode only";
+TEST_F(LiteralWriteModeTest, ForcesEveryPieceOfTheSameBytesAsTheCommonMode) {
+  flushEveryWrite_ = true;
   twoBlocks();
   {
     PowerCutRecorder recorder(path());
