@@ -143,6 +143,10 @@ TEST_F(ValuesToolTest, BadInputIsRefusedAndChangesNothing) {
       // The JSON parser reports a number beyond the doubles apart from its
       // syntax errors.
       {"{\"format\": \"tarnhive\", \"version\": 1e999}", "not well-formed JSON"},
+      // Fields of the wrong type are not converted (1e40 is beyond int).
+      {R"({"format":1,"version":1,"buckets":{}})", "not a tarnhive export"},
+      {R"({"format":"tarnhive","version":"1","buckets":{}})", "version is not 1"},
+      {R"({"format":"tarnhive","version":1e40,"buckets":{}})", "version is not 1"},
       {R"({"format":"tarnhive","version":1,"buckets":{"/A":{"x":{"value":1}}}})", "expected {\"type\""},
       {R"({"format":"tarnhive","version":1,"buckets":{"/A":{"x":{"type":"int8","value":"x"}}}})", "not a number"},
       {R"({"format":"tarnhive","version":1,"buckets":{"/A":{"x":{"type":"int8","value":1.5}}}})", "expected an integer"},

@@ -33,11 +33,14 @@ std::u16string importRoot(const Json& document, const std::optional<std::u16stri
   return normalizeName(nameFromKey(document["root"].get<std::string>(), "the document's root"));
 }
 
+// "format" and "version" are compared as JSON values, never converted: a
+// field of another type (a number for the format, a string or a number
+// beyond int for the version) makes a document of another kind.
 Plan readPlan(const Json& document, const std::u16string& root) {
-  if (!document.is_object() || document.value("format", "") != kFormat) {
+  if (!document.is_object() || !document.contains("format") || document["format"] != kFormat) {
     fail(kExitUsage, "standard input is not a tarnhive export (no \"format\": \"tarnhive\")");
   }
-  if (document.value("version", 0) != kVersion) {
+  if (!document.contains("version") || document["version"] != kVersion) {
     fail(kExitUsage, "the export's version is not " + std::to_string(kVersion));
   }
   if (!document.contains("buckets") || !document["buckets"].is_object()) {
