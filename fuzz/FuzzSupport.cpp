@@ -1,8 +1,10 @@
 // Reading values and buckets through their interfaces, and scratch directories.
 #include "FuzzSupport.h"
 
+#include <signal.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -229,11 +231,33 @@ bool comparesEqualToItself(IBucket& bucket) {
   return equal;
 }
 
+namespace {
+
+constexpr char kScratchPrefix[] = "tarnhive-fuzz-";
+
+// Removes the scratch directories of processes that no longer run: a run
+// that crashes, or that runs single inputs, ends without removing its own.
+void removeAbandoned(const std::filesystem::path& base) {
+  std::error_code error;
+  for (const auto& entry : std::filesystem::directory_iterator(base, error)) {
+    const std::string name = entry.path().filename().string();
+    const std::size_t dash = name.rfind('-');
+    if (!name.starts_with(kScratchPrefix) || dash == std::string::npos) continue;
+    const long pid = std::strtol(name.c_str() + dash + 1, nullptr, 10);
+    if (pid > 0 && ::kill(static_cast<pid_t>(pid), 0) == -1 && errno == ESRCH) {
+      std::filesystem::remove_all(entry.path(), error);
+    }
+  }
+}
+
+}  // namespace
+
 ScratchDirectory::ScratchDirectory(const std::string& purpose) {
   namespace fs = std::filesystem;
   const fs::path base =
       fs::is_directory("/dev/shm") ? fs::path("/dev/shm") : fs::temp_directory_path();
-  path_ = base / ("tarnhive-fuzz-" + purpose + "-" + std::to_string(::getpid()));
+  removeAbandoned(base);
+  path_ = base / (kScratchPrefix + purpose + "-" + std::to_string(::getpid()));
   fs::remove_all(path_);
   fs::create_directories(path_);
 }
