@@ -1,10 +1,10 @@
 // Fuzz target: a JSON document imported by the tool's import (Transfer.h)
 // into a fresh registry. An input is refused as bad input (a ToolError of
-// exit status 2, which changes nothing) or imported; what was imported
-// exports to a document that imports again, with --replace, as a change to
-// nothing: export, import, export gives the same document. Any other
-// exception escaping is a fault, which the tool would report as an
-// unexpected failure (exit status 3).
+// exit status 2), fails in the registry having committed nothing, or is
+// imported; what was imported exports to a document that imports again,
+// with --replace, as a change to nothing: export, import, export gives the
+// same document. Any other exception escaping is a fault, which the tool
+// would report as an unexpected failure (exit status 3).
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -66,7 +66,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     applyImport(session, plan, false);
   } catch (const ToolError&) {
     // The registry refused a name or a value (too long, for one): the
-    // update is discarded.
+    // update is discarded, and the registry holds its root alone.
+    expect(session.subtree(u"/").size() == 1, "an import that fails commits nothing");
     return 0;
   }
   if (!session.find(plan.root)) {
