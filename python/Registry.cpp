@@ -108,12 +108,7 @@ std::string Registry::exportText(const std::u16string& path) {
 
 void Registry::importText(const std::string& text, const std::optional<std::u16string>& root,
                           bool replace, double timeout) {
-  tool::Json document;
-  try {
-    document = tool::Json::parse(text);
-  } catch (const tool::Json::parse_error& error) {
-    tool::fail(tool::kExitUsage, std::string("the document is not well-formed JSON: ") + error.what());
-  }
+  const tool::Json document = tool::parseDocument(text);
   const tool::ImportPlan plan = tool::planImport(document, root, replace);
   tool::Session writer = session(timeout);
   tool::applyImport(writer, plan, false);

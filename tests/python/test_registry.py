@@ -126,7 +126,8 @@ def test_export_is_the_tools_and_import_applies_it(child):
         u.set("/Acme/Editor", "zoom", 2.0)
         u.set("/Acme/Extra", "y", 1)
         u.set("/Other", "y", 1)
-    for bad in ("{{", '{{"format": "other"}}', document.replace('"float32"', '"float33"')):
+    for bad in ("{{", '{{"format": "other"}}', document.replace('"float32"', '"float33"'),
+                '{{"format": "tarnhive", "version": 1e999}}'):
         try:
             reg.import_(bad)
             raise AssertionError("imported " + bad)
