@@ -125,9 +125,11 @@ void loadIndex(StoreState& state) {
   LoadedMaps loaded;
   std::uint32_t number = 0;
   state.loadCursor = state.validEnd;
-  // A file of several blocks (up to a size that memory holds easily) is
-  // read with one read rather than a few per block.
-  constexpr std::int64_t kWholeFileLimit = std::int64_t{64} << 20;
+  // A small file of several blocks is read with one read rather than a few
+  // per block; a larger one block by block, its indexes only, as the
+  // records of its blocks (parents rewritten whole at every commit) may be
+  // many times the size of their indexes.
+  constexpr std::int64_t kWholeFileLimit = std::int64_t{1} << 20;
   std::unique_ptr<FileImage> whole;
   if (state.validEnd >= kBlockOverhead && state.validEnd <= kWholeFileLimit &&
       readI64At(state.file, state.validEnd - kBlockStartFromEnd) > 0) {

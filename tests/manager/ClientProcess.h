@@ -46,6 +46,7 @@ class ClientTest : public ::testing::Test {
     test::setEnvironment("VESK_TARNHIVE_LOCK_DIR", root_.path("locks"));
     writeOptions("");
   }
+  void TearDown() override { test::clearEnvironment("VESK_TARNHIVE_LOCK_DIR"); }
 
   void writeOptions(const std::string& lines) {
     std::ofstream(root_.path("options.ini")) << "[Tarnhive]\n" << lines;

@@ -63,6 +63,9 @@ inline RefPtr<IBucket> get(BucketManager& manager, const std::string& name) {
 class ManagerFixture : public ::testing::Test {
  protected:
   void SetUp() override { test::setEnvironment("VESK_TARNHIVE_LOCK_DIR", locks_.path()); }
+  // The lock directory goes with the test: later tests of the process must
+  // not look for locks and shared sequences in it.
+  void TearDown() override { test::clearEnvironment("VESK_TARNHIVE_LOCK_DIR"); }
 
   // A manager on the test's directory with the options lines in options_.
   RefPtr<BucketManager> makeManager(TarnhiveStatus* status) {

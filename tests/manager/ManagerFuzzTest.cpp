@@ -41,6 +41,7 @@ class ManagerFuzzTest : public ManagerFixture {
   }
   void TearDown() override {
     if (work_ != scratch_.path()) fs::remove_all(work_);
+    ManagerFixture::TearDown();
   }
 
   RefPtr<BucketManager> managerOn(const fs::path& directory, TarnhiveStatus* status) {
