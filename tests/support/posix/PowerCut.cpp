@@ -324,19 +324,21 @@ std::size_t PowerCutRecorder::directoryChanges() const {
   }));
 }
 
+bool PowerCutRecorder::forcedBefore(std::size_t event, std::size_t step) const {
+  for (std::size_t i = step; i > event + 1; --i) {
+    const Event& sync = events_[i - 1];
+    if (sync.kind == Event::kDirectorySync && sync.inParent == events_[event].inParent) return true;
+  }
+  return false;
+}
+
 PowerCutRecorder::Names PowerCutRecorder::namesAfter(
     std::size_t step, const std::vector<std::size_t>& pendingKept) const {
-  std::size_t lastSync = 0;
-  std::size_t lastParentSync = 0;
-  for (std::size_t i = 0; i < step; ++i) {
-    if (events_[i].kind != Event::kDirectorySync) continue;
-    (events_[i].inParent ? lastParentSync : lastSync) = i + 1;
-  }
   Names names = initial_;
   for (std::size_t i = 0; i < step; ++i) {
     const Event& event = events_[i];
     if (event.kind != Event::kName) continue;
-    const bool lasting = i < (event.inParent ? lastParentSync : lastSync) ||
+    const bool lasting = forcedBefore(i, step) ||
                          std::find(pendingKept.begin(), pendingKept.end(), i) != pendingKept.end();
     if (lasting) applyName(names, event);
   }
@@ -375,18 +377,9 @@ std::vector<std::vector<std::string>> PowerCutRecorder::contentChoices(std::size
 
 std::vector<DiskState> PowerCutRecorder::statesAfter(std::size_t step, Depth depth) const {
   // The name changes not yet forced, each of which may or may not last.
-  std::size_t lastSync = 0;
-  std::size_t lastParentSync = 0;
-  for (std::size_t i = 0; i < step; ++i) {
-    if (events_[i].kind != Event::kDirectorySync) continue;
-    (events_[i].inParent ? lastParentSync : lastSync) = i + 1;
-  }
   std::vector<std::size_t> pending;
   for (std::size_t i = 0; i < step; ++i) {
-    const Event& event = events_[i];
-    if (event.kind == Event::kName && i >= (event.inParent ? lastParentSync : lastSync)) {
-      pending.push_back(i);
-    }
+    if (events_[i].kind == Event::kName && !forcedBefore(i, step)) pending.push_back(i);
   }
   std::vector<std::vector<std::size_t>> nameCases;
   const std::size_t limit = depth == Depth::kDeep ? 10 : 6;

@@ -98,6 +98,9 @@ class PowerCutRecorder {
     std::map<std::string, int> files;  // name -> inode
   };
   bool inDirectory(const std::string& path, std::string* name) const;
+  // True when the name change `event` was forced by a sync of its
+  // directory among the first `step` steps.
+  bool forcedBefore(std::size_t event, std::size_t step) const;
   void applyName(Names& names, const Event& event) const;
   Names namesAfter(std::size_t step, const std::vector<std::size_t>& pendingKept) const;
   std::vector<std::vector<std::string>> contentChoices(std::size_t step, Depth depth) const;
