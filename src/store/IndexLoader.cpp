@@ -1,6 +1,7 @@
 #include "store/IndexLoader.h"
 
 #include <algorithm>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <utility>
@@ -107,10 +108,16 @@ std::int64_t loadBlock(StoreState& state, const FileImage* whole, std::int64_t e
     if (!loaded.liveIndex.count(gone)) loaded.deletedSet.insert(std::move(gone));
   }
   for (auto& [digest, location] : read.entries) {
-    if (loaded.deletedSet.count(digest) || loaded.liveIndex.count(digest)) continue;
+    if (!loaded.deletedSet.empty() && loaded.deletedSet.count(digest)) continue;
+    // A compacted block lists its entries in digest order: each goes at the
+    // end. Otherwise one look-up finds a newer entry or the place for this.
+    auto place = loaded.liveIndex.end();
+    if (!loaded.liveIndex.empty() && !(std::prev(place)->first < digest)) {
+      place = loaded.liveIndex.lower_bound(digest);
+      if (place != loaded.liveIndex.end() && place->first == digest) continue;
+    }
     loaded.liveBytes += location.recordBytes + kEntrySize;
-    // A compacted block lists its entries in digest order: each goes at the end.
-    loaded.liveIndex.emplace_hint(loaded.liveIndex.end(), std::move(digest), location);
+    loaded.liveIndex.emplace_hint(place, std::move(digest), location);
   }
   const std::int64_t start = read.descriptor->blockStart;
   loaded.blockTable.emplace(number, std::move(read.descriptor));
