@@ -228,17 +228,7 @@ TEST_F(BucketManagerTest, ReadsAndChangesReportTheirErrors) {
 
   // A link to a bucket the store does not have, as a damaged file leaves it.
   manager.reset();
-  {
-    SingleFileBucketStore store(dir_.wide(), StoreLimits{});
-    store.open(0, &status);
-    RefPtr<IBucket> root = RefPtr<IBucket>::adopt(store.loadBucketByName(u"/", &status));
-    ASSERT_TRUE(root);
-    root->addChildLink(u"ghost", &status, true);
-    BucketsByName written;
-    written[u"/"].bucket = root;
-    store.commit(written, NameSet(), &status);
-    ASSERT_EQ(status.code, 0);
-  }
+  writePastTheManager();
   manager = makeManager(&status);
   tree(*manager, "/", &code);
   EXPECT_EQ(code, kSTORECHILDMISSING);

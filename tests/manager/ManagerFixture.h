@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "bucket/Bucket.h"
 #include "manager/BucketManager.h"
+#include "store/SingleFileBucketStore.h"
 #include "support/Environment.h"
 #include "support/TempDirectory.h"
 #include "vesk/orlo/StringConversion.h"
@@ -99,6 +101,26 @@ class ManagerFixture : public ::testing::Test {
       manager.writeBucket(bucket.get(), false, token, &status);
     }
     end(manager, token, &status);
+    ASSERT_EQ(status.code, 0);
+  }
+
+  // Links "/ghost", which the store does not hold, from "/" and writes the
+  // buckets `unlinked` without linking them: straight through a store, as a
+  // damaged file or a foreign writer leaves the registry. No manager may be
+  // open on the directory.
+  void writePastTheManager(const std::vector<std::u16string>& unlinked = {}) {
+    TarnhiveStatus status;
+    SingleFileBucketStore store(dir_.wide(), StoreLimits{});
+    store.open(0, &status);
+    RefPtr<IBucket> root = RefPtr<IBucket>::adopt(store.loadBucketByName(u"/", &status));
+    ASSERT_TRUE(root);
+    root->addChildLink(u"ghost", &status, true);
+    BucketsByName written;
+    written[u"/"].bucket = root;
+    for (const std::u16string& name : unlinked) {
+      written[orlo::WideString(name.c_str())].bucket = RefPtr<IBucket>(new Bucket(name.c_str(), true));
+    }
+    store.commit(written, NameSet(), &status);
     ASSERT_EQ(status.code, 0);
   }
 
