@@ -151,8 +151,7 @@ std::int64_t markValueOrMinusOne(const WideString& markPath) {
   }
 }
 
-void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
-  if (inForce != nullptr) *inForce = false;
+void writeCommitMark(StoreState& state, std::int64_t validEnd) {
   const WideString oldMark = commitMarkPath(state, state.commitMarkNumber);
   const std::int64_t nextNumber = nextCommitMarkNumber(state.commitMarkNumber);
   const WideString newMark = commitMarkPath(state, nextNumber);
@@ -161,7 +160,6 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
     // force; it takes the new end in place.
     rewriteMarkInPlace(newMark, validEnd, state.validEnd);
     state.commitMarkNumber = nextNumber;
-    if (inForce != nullptr) *inForce = true;
     return;
   }
   // The common commit: the mark in force keeps its name and takes the new
@@ -175,7 +173,6 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
     // end: the caller cuts the block off, and the next open finds the mark
     // beyond the end of the file and rebuilds it from the blocks.
     overwriteDigits(oldMark, digits, orlo::toNarrow(decimalText(state.validEnd)));
-    if (inForce != nullptr) *inForce = true;
     return;
   }
   writeNewMarkFile(newMark, validEnd, markPermissions(state));
@@ -189,7 +186,6 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
   }
   const std::int64_t previous = state.commitMarkNumber;
   state.commitMarkNumber = nextNumber;
-  if (inForce != nullptr) *inForce = true;
   if (previous == 0 || !path::entryExists(oldMark)) return;
   if (nextNumber > previous) {
     // A stale old mark ranks below the new one: the next scan removes it if
@@ -203,7 +199,6 @@ void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce) {
     path::deleteFile(oldMark);
     path::syncDirectory(state.directory);
   } catch (...) {
-    if (inForce != nullptr) *inForce = false;
     state.commitMarkNumber = previous;
     path::deleteFile(newMark, true);
     throw;

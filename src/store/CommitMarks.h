@@ -33,9 +33,8 @@ std::int64_t nextCommitMarkNumber(std::int64_t number) noexcept;
 // mark in force, and it is rewritten in place.
 //
 // A failure throws and leaves the old end in force as far as the disk
-// allows (a new mark is removed, old digits are put back); `inForce`, when
-// given, is true when the new end took effect all the same.
-void writeCommitMark(StoreState& state, std::int64_t validEnd, bool* inForce = nullptr);
+// allows (a new mark is removed, old digits are put back).
+void writeCommitMark(StoreState& state, std::int64_t validEnd);
 
 // Finds the newest commit mark, deletes every other one, and takes its number
 // and content as commitMarkNumber and validEnd. With no mark both keep their

@@ -201,12 +201,10 @@ void PowerCutRecorder::recordOpen(int fd, const std::string& path, bool created,
     inode = static_cast<int>(inodes_.size());
     inodes_.push_back(Inode{{std::string()}});
     Event event;
-    event.kind = Event::kName;
     event.op = "create";
     event.to = name;
     event.inode = inode;
-    events_.push_back(event);
-    current_.files[name] = inode;
+    recordName(std::move(event));
   } else {
     inode = known->second;
   }
@@ -247,29 +245,29 @@ void PowerCutRecorder::recordForce(int fd) {
 void PowerCutRecorder::recordRename(const std::string& from, const std::string& to) {
   Event event;
   if (!inDirectory(from, &event.from) || !inDirectory(to, &event.to)) return;
-  event.kind = Event::kName;
   event.op = "rename";
-  applyName(current_, event);
-  events_.push_back(event);
+  recordName(std::move(event));
 }
 
 void PowerCutRecorder::recordDelete(const std::string& path) {
   Event event;
   if (!inDirectory(path, &event.from)) return;
-  event.kind = Event::kName;
   event.op = "delete";
-  applyName(current_, event);
-  events_.push_back(event);
+  recordName(std::move(event));
 }
 
 void PowerCutRecorder::recordMkdir(const std::string& path) {
   if (path != directory_) return;
   Event event;
-  event.kind = Event::kName;
   event.op = "mkdir";
   event.inParent = true;
-  current_.exists = true;
-  events_.push_back(event);
+  recordName(std::move(event));
+}
+
+void PowerCutRecorder::recordName(Event event) {
+  event.kind = Event::kName;
+  applyName(current_, event);
+  events_.push_back(std::move(event));
 }
 
 void PowerCutRecorder::recordClose(int fd) {

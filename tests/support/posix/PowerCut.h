@@ -98,6 +98,8 @@ class PowerCutRecorder {
     std::map<std::string, int> files;  // name -> inode
   };
   bool inDirectory(const std::string& path, std::string* name) const;
+  // Records a change of names and applies it to the names as they stand.
+  void recordName(Event event);
   // True when the name change `event` was forced by a sync of its
   // directory among the first `step` steps.
   bool forcedBefore(std::size_t event, std::size_t step) const;
